@@ -1,0 +1,12 @@
+// The Win32 subset on POSIX: every service qnutil and its applications need, by Windows' names.
+#pragma once
+
+#include "qnutil/posix/windef.h"
+#include "qnutil/posix/winerror.h"
+#include "qnutil/posix/guiddef.h"
+#include "qnutil/posix/excpt.h"
+#include "qnutil/posix/memory.h"
+#include "qnutil/posix/sync.h"
+#include "qnutil/posix/module.h"
+#include "qnutil/posix/text.h"
+#include "qnutil/posix/files.h"

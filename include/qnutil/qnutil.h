@@ -1,0 +1,9 @@
+// Everything an application of qnutil includes: the platform surface and every area of the library.
+#pragma once
+
+#include "qnutil/win32.h"
+
+#include "qnutil/atlmodule.h"
+#include "qnutil/fixedstring.h"
+#include "qnutil/frame.h"
+#include "qnutil/handles.h"
