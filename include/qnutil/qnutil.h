@@ -7,3 +7,4 @@
 #include "qnutil/fixedstring.h"
 #include "qnutil/frame.h"
 #include "qnutil/handles.h"
+#include "qnutil/text.h"
