@@ -28,8 +28,19 @@ typedef char CHAR;
 typedef unsigned short WCHAR;
 typedef int INT, BOOL, LONG;
 typedef unsigned int UINT, DWORD, ULONG;
-typedef int64_t LONGLONG, LONG64, INT64;
-typedef uint64_t ULONGLONG, DWORDLONG, ULONG64, UINT64, DWORD64;
+// Windows aligns 64-bit integers to 8 bytes on every target; the System V i386 ABI to 4. The subset
+// keeps Windows' alignment, so that every structure holding one has Windows' layout. (On i386 GCC
+// then warns when such a type is named as an explicit template argument: let the compiler deduce
+// it, or name int64_t.)
+#if defined(__i386__)
+typedef int64_t LONGLONG __attribute__((aligned(8)));
+typedef uint64_t ULONGLONG __attribute__((aligned(8)));
+#else
+typedef int64_t LONGLONG;
+typedef uint64_t ULONGLONG;
+#endif
+typedef LONGLONG LONG64, INT64;
+typedef ULONGLONG DWORDLONG, ULONG64, UINT64, DWORD64;
 typedef float FLOAT;
 typedef intptr_t INT_PTR, LONG_PTR;
 typedef uintptr_t UINT_PTR, ULONG_PTR, DWORD_PTR, SIZE_T;
