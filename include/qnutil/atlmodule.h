@@ -1,6 +1,12 @@
 // The module record: the process-wide record that describes this library to the host, in the
-// published layout of the ATL 3.0 module record (132 bytes on 32-bit Windows). No module library
-// of that kind is present on any target, so qnutil keeps the record and its initialisation itself.
+// published layout of the ATL 3.0 module record (132 bytes on 32-bit targets). No module library
+// of that kind is present on any target, so qnutil keeps the record and its initialisation and
+// termination itself (internal, not exported).
+//
+// On load the module entry (DllMain on Windows; the shared object's load on POSIX) sets pguidVer,
+// points _pModule at the record, sets cbSize and dwAtlBuildVer, initialises the record with no
+// object map and the library's own module handle, and switches off thread notifications. On unload
+// it deletes the record's critical sections and clears _pModule.
 #pragma once
 
 #include "qnutil/export.h"
@@ -14,10 +20,10 @@ struct _ATL_MODULE {
   UINT cbSize;                      // sizeof(_ATL_MODULE): 132 on 32-bit targets
   HINSTANCE m_hInst;                // this library's module
   HINSTANCE m_hInstResource;        // the module whose string table the string classes load from
-  HINSTANCE m_hInstTypeLib;
+  HINSTANCE m_hInstTypeLib;         // this library's module too
   _ATL_OBJMAP_ENTRY *m_pObjMap;     // always NULL: the library registers no classes
   LONG m_nLockCnt;                  // raised and lowered (interlocked) by the stream objects
-  HANDLE m_hHeap;
+  HANDLE m_hHeap;                   // the process heap
   union {
     CRITICAL_SECTION m_csTypeInfoHolder;
     CRITICAL_SECTION m_csStaticDataInit;
@@ -33,6 +39,9 @@ struct _ATL_MODULE {
   int m_nHeap;
   _ATL_TERMFUNC_ELEM *m_pTermFuncs;
 };
+
+static_assert(sizeof(void *) != 4 || sizeof(_ATL_MODULE) == 132,
+              "the module record has the published 32-bit layout");
 
 // {B62F5910-6528-11D1-9611-0000F81E0D0D}
 extern "C" QNUTIL_API const GUID GUID_ATLVer;

@@ -3,15 +3,21 @@
 // releases the old block and allocates exactly what the new text needs, so the object embeds in
 // others as a single pointer.
 //
-// Allocation goes through _operator_new; when it throws COOMExcep the string has already released
-// its old block and is left invalid, with nothing leaked.
+// Allocation goes through _operator_new; when it throws COOMExcep the string is left invalid, its
+// old block released, with nothing leaked.
+//
+// Block sizes, in code units: the source's length + 1 for UTF-16 text and copies; what the code-page
+// conversion produces, terminator included, for 8-bit text; n for ClearSetLength(n), CFixedString(n)
+// and CopyLen(source, n); 39 for CreateGUID.
 //
 // Decisions of this implementation:
-// - A capacity of 0 (CFixedString(0u), ClearSetLength(0), CopyLen(src, 0)) gives a valid block of
-//   one code unit holding the empty text: the promised terminator always has room, and nothing is
-//   written outside the block.
-// - Assigning a string to itself, or a pointer into its own block, copies the source before the old
-//   block is released; it never reads released memory.
+// - A capacity of 0 (CFixedString(DWORD(0)), ClearSetLength(0), CopyLen(src, 0)) gives a valid
+//   block of one code unit holding the empty text: the promised terminator always has room, and
+//   nothing is written outside the block.
+// - Assigning a string to itself, or a pointer into its own block (also CopyLen from its own text),
+//   never reads released memory: the pointer is nulled before the new block is allocated, but the
+//   old block is released only once the source has been copied, or as COOMExcep passes.
+// - 8-bit text that the ANSI code page cannot convert at all gives the empty text.
 // - Comparisons are lstrcmpiW; on POSIX that is the subset's comparison, which compares after the
 //   single-character lower-case mapping (see qnutil/posix/text.h).
 // - operator[] also takes an int, so that s[0] is unambiguous on every target.
@@ -60,6 +66,9 @@ class QNUTIL_API CFixedString {
   int CreateGUID();
 
  private:
+  // Exception objects set their message with a block of their own, allocated without throwing.
+  friend class CException;
+
   void Assign(const unsigned short *pwsz);
   unsigned short *m_pwsz;
 };

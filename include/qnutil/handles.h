@@ -70,7 +70,8 @@ class QNUTIL_API CDLL {
   // Frees the held module (always, even when the same name is loaded again), then loads the name.
   // S_OK, or E_FAIL with the wrapper empty.
   HRESULT LoadLibraryW(const unsigned short *pwszName);
-  // The entry point, or NULL when it does not exist or no module is held.
+  // The entry point, or NULL when it does not exist or no module is held (the platform is not asked
+  // then: it would read NULL as the main program).
   FARPROC GetProcAddress(const char *pszName);
   bool operator!() const { return m_hModule == NULL; }
   operator HMODULE() const { return m_hModule; }
