@@ -9,4 +9,5 @@
 #include "qnutil/posix/sync.h"
 #include "qnutil/posix/module.h"
 #include "qnutil/posix/text.h"
+#include "qnutil/posix/chars.h"
 #include "qnutil/posix/files.h"
