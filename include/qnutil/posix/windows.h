@@ -10,4 +10,5 @@
 #include "qnutil/posix/module.h"
 #include "qnutil/posix/text.h"
 #include "qnutil/posix/chars.h"
+#include "qnutil/posix/gdi.h"
 #include "qnutil/posix/files.h"
