@@ -7,4 +7,5 @@
 #include "qnutil/fixedstring.h"
 #include "qnutil/frame.h"
 #include "qnutil/handles.h"
+#include "qnutil/paths.h"
 #include "qnutil/text.h"
