@@ -36,10 +36,10 @@ QNUTIL_API int QNExceptionHandler(DWORD dwThreadId, DWORD dwExceptionCode, EXCEP
 // no message (NULL) but keeps the result code.
 class QNUTIL_API CException {
  public:
-  CException();                                       // no message, S_OK
-  CException(const unsigned short *pwszMessage, HRESULT hr);
-  CException(const CException &other);
-  CException &operator=(const CException &other);
+  CException() noexcept;                              // no message, S_OK
+  CException(const unsigned short *pwszMessage, HRESULT hr) noexcept;
+  CException(const CException &other) noexcept;
+  CException &operator=(const CException &other) noexcept;
   ~CException();
 
   const unsigned short *Message() const { return m_strMessage; }  // NULL when there is none
@@ -47,7 +47,7 @@ class QNUTIL_API CException {
 
  protected:
   // Replaces the message without ever throwing; a message the heap cannot hold becomes NULL.
-  void SetMessageNoThrow(const unsigned short *pwszMessage);
+  void SetMessageNoThrow(const unsigned short *pwszMessage) noexcept;
 
   CFixedString m_strMessage;
   HRESULT m_hr;
@@ -58,5 +58,5 @@ class QNUTIL_API CException {
 // is still delivered, with no message, rather than throwing again.
 class QNUTIL_API COOMExcep : public CException {
  public:
-  COOMExcep();
+  COOMExcep() noexcept;
 };

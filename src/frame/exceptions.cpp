@@ -10,15 +10,15 @@
 #include "process_heap.h"
 #include "qnutil/frame.h"
 
-CException::CException() : m_hr(S_OK) {}
+CException::CException() noexcept : m_hr(S_OK) {}
 
-CException::CException(const unsigned short *pwszMessage, HRESULT hr) : m_hr(hr) {
+CException::CException(const unsigned short *pwszMessage, HRESULT hr) noexcept : m_hr(hr) {
   SetMessageNoThrow(pwszMessage);
 }
 
-CException::CException(const CException &other) : m_hr(other.m_hr) { SetMessageNoThrow(other.m_strMessage); }
+CException::CException(const CException &other) noexcept : m_hr(other.m_hr) { SetMessageNoThrow(other.m_strMessage); }
 
-CException &CException::operator=(const CException &other) {
+CException &CException::operator=(const CException &other) noexcept {
   if (this != &other) {
     SetMessageNoThrow(other.m_strMessage);
     m_hr = other.m_hr;
@@ -28,7 +28,7 @@ CException &CException::operator=(const CException &other) {
 
 CException::~CException() {}
 
-void CException::SetMessageNoThrow(const unsigned short *pwszMessage) {
+void CException::SetMessageNoThrow(const unsigned short *pwszMessage) noexcept {
   unsigned short *pwszCopy = NULL;
   if (pwszMessage != NULL) {
     const size_t cb = (static_cast<size_t>(lstrlenW(qn::AsW(pwszMessage))) + 1) * sizeof(unsigned short);
@@ -40,7 +40,7 @@ void CException::SetMessageNoThrow(const unsigned short *pwszMessage) {
   m_strMessage.m_pwsz = pwszCopy;
 }
 
-COOMExcep::COOMExcep() {
+COOMExcep::COOMExcep() noexcept {
   SetMessageNoThrow(qn::AsU(u"Out-of-memory exception"));
   m_hr = E_OUTOFMEMORY;
 }

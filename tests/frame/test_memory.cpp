@@ -67,15 +67,6 @@ TEST(OutOfMemory, AnExhaustedHeapStillDeliversCOOMExcepWithoutMessage) {
   EXPECT_EQ(faults.LiveBlocks(), 0);
 }
 
-TEST(Exceptions, COOMExcepCarriesItsCodeAndMessage) {
-  COOMExcep e;
-  EXPECT_EQ(e.Result(), static_cast<HRESULT>(0x8007000E));
-  EXPECT_EQ(Text(e.Message()), u"Out-of-memory exception");
-  CException plain;
-  EXPECT_EQ(plain.Message(), nullptr);
-  EXPECT_EQ(plain.Result(), S_OK);
-}
-
 TEST(Exceptions, CopiesOwnTheirMessage) {
   qntest::HeapFaults faults;
   {

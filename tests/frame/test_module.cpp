@@ -1,5 +1,7 @@
 // The module record as the module entry leaves it once the library is loaded.
 
+#include <string>
+
 #include <gtest/gtest.h>
 
 #include "qnutil/atlmodule.h"
@@ -22,11 +24,26 @@ TEST(ModuleRecord, IsFilledWhenTheLibraryIsLoaded) {
   EXPECT_EQ(record.m_hHeap, GetProcessHeap());
 }
 
+// The file behind a module handle, without its directory.
+std::u16string FileNameOf(HMODULE module) {
+  WCHAR path[4096];
+  const DWORD cch = GetModuleFileNameW(module, path, 4096);
+  std::u16string name(reinterpret_cast<const char16_t *>(path), cch);
+  const size_t sep = name.find_last_of(u"\\/");
+  return sep == std::u16string::npos ? name : name.substr(sep + 1);
+}
+
 TEST(ModuleRecord, NamesTheLibraryItselfAsItsModule) {
-  HMODULE library = GetModuleHandleW(qn::AsW(u"qnutil.dll"));
-  ASSERT_NE(library, nullptr);
-  EXPECT_EQ(_pModule->m_hInstResource, library);
-  EXPECT_EQ(_pModule->m_hInst, library);
+  ASSERT_NE(_pModule->m_hInstResource, nullptr);
+  EXPECT_EQ(_pModule->m_hInst, _pModule->m_hInstResource);
+  const std::u16string file = FileNameOf(_pModule->m_hInstResource);
+#if defined(_WIN32)
+  EXPECT_EQ(file, u"qnutil.dll");
+#else
+  EXPECT_EQ(file.rfind(u"libqnutil.so", 0), 0u) << testing::PrintToString(file);
+#endif
+  // What an application asks for by the library's name.
+  EXPECT_EQ(GetModuleHandleW(qn::AsW(u"qnutil.dll")), _pModule->m_hInstResource);
 }
 
 TEST(ModuleRecord, ItsCriticalSectionsAreReadyForUse) {
