@@ -65,11 +65,16 @@ WORD Ctype1(WCHAR c) noexcept {
     }
     return bits;
   }
-  if (c == 0x2007 || c == 0x202F) return static_cast<WORD>(bits | C1_SPACE);  // no-break spaces
-  if (c >= 0xFF10 && c <= 0xFF46) {
-    // Full-width forms of the hexadecimal digits.
-    const WCHAR ascii = static_cast<WCHAR>(c - 0xFEE0);
-    if ((ClassesOf(ascii) & kCharXDigit) != 0) bits |= C1_XDIGIT;
+  switch (c) {
+    case 0x2007: case 0x202F: return C1_SPACE | C1_DEFINED;               // no-break spaces
+    case 0xFEFF: return C1_BLANK | C1_CNTRL | C1_DEFINED;                 // zero-width no-break space
+    default: break;
+  }
+  if (c >= 0xFF10 && c <= 0xFF5A) {
+    // Full-width digits and Latin letters are classed as their ASCII counterparts (the C library
+    // makes the digits letters).
+    const WORD ascii = static_cast<WORD>(ClassesOf(static_cast<WCHAR>(c - 0xFEE0)));
+    if ((ascii & kCharAlnum) != 0) return static_cast<WORD>(ascii & kCtype1Mask);
     return bits;
   }
   if (IsSurrogate(c)) return C1_DEFINED;
