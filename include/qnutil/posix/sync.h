@@ -13,7 +13,9 @@
 QN_WIN32_API DWORD WINAPI GetLastError(void);
 QN_WIN32_API void WINAPI SetLastError(DWORD dwErrCode);
 
-// FALSE with ERROR_INVALID_HANDLE for a value that is not an open handle.
+// FALSE with ERROR_INVALID_HANDLE for a value that is not an open handle. INVALID_HANDLE_VALUE is
+// also the current process's pseudo-handle, as on Windows: closing it answers TRUE and does
+// nothing, and a wait on it lasts as long as the process.
 QN_WIN32_API BOOL WINAPI CloseHandle(HANDLE hObject);
 
 // Interlocked operations answer the new value (Increment, Decrement) or the old one (the others).
@@ -34,7 +36,11 @@ inline PVOID InterlockedExchangePointer(PVOID volatile *p, PVOID v) {
 }
 
 // The record has Windows' layout and size. The subset keeps its lock in a block that DebugInfo
-// points to, and maintains OwningThread and RecursionCount as Windows does.
+// points to, and maintains OwningThread and RecursionCount as Windows does. LockCount is -1 when
+// the section is free and counts every entry and waiting thread above that (the classic counting,
+// which Wine keeps too; later Windows encodes it differently while the section is held).
+// Initialization cannot fail on Windows; in the subset it ends the process when no memory is left
+// for the block.
 typedef struct _RTL_CRITICAL_SECTION_DEBUG *PRTL_CRITICAL_SECTION_DEBUG;
 typedef struct _RTL_CRITICAL_SECTION {
   PRTL_CRITICAL_SECTION_DEBUG DebugInfo;
@@ -59,7 +65,8 @@ typedef struct _SECURITY_ATTRIBUTES {
   BOOL bInheritHandle;
 } SECURITY_ATTRIBUTES, *PSECURITY_ATTRIBUTES, *LPSECURITY_ATTRIBUTES;
 
-// Unnamed events only: a name gives NULL with ERROR_NOT_SUPPORTED.
+// Unnamed events only: a name gives NULL with ERROR_NOT_SUPPORTED. Success clears the last error,
+// as on Windows.
 QN_WIN32_API HANDLE WINAPI CreateEventW(LPSECURITY_ATTRIBUTES lpEventAttributes, BOOL bManualReset,
                                        BOOL bInitialState, LPCWSTR lpName);
 QN_WIN32_API BOOL WINAPI SetEvent(HANDLE hEvent);

@@ -1,0 +1,85 @@
+// The one waitable-object core of the subset: every object that a wait function can be satisfied
+// by (events, threads, message queues) is a Waitable, and every wait function
+// (WaitForSingleObject, WaitForMultipleObjects, MsgWaitForMultipleObjects) is WaitForWaitables.
+//
+// The model. One process-wide lock, the core lock, guards the signalled state of every waitable
+// object and the lists of their waiters. A waiting thread looks at its objects under the lock; if
+// the wait cannot be satisfied yet it links itself into each object's waiter list and sleeps on a
+// condition of its own, which any change that may satisfy it wakes; it then looks again. Because
+// every state change and every look happens under the one lock, a wait for all objects sees them
+// all at the same instant and acquires them together (an auto-reset event among them is reset only
+// when all are signalled at once), and an auto-reset event that is set once satisfies exactly one
+// wait even when several threads are woken to look.
+//
+// What an object kind provides:
+// - IsSignalledLocked(): whether a wait would be satisfied by the object now. It must read only
+//   state that changes under the core lock.
+// - OnWaitSatisfiedLocked(): the effect of a satisfied wait on the object (an auto-reset event
+//   resets itself; most kinds have none).
+// - Every change that may make the object signalled takes the core lock (LockCore()), changes the
+//   state, and calls WakeWaitersLocked().
+//
+// How the kinds still to come join without changing the core:
+// - A thread object holds `bool ended` and its exit code. IsSignalledLocked() answers `ended`, with
+//   no effect on satisfaction (it stays signalled, like a manual-reset event). The thread's exit
+//   path does { auto lock = LockCore(); ended = true; WakeWaitersLocked(); }, so
+//   WaitForSingleObject(hThread) and waits mixing threads and events work as they are.
+// - A message queue is a Waitable that belongs to its thread. It keeps the wake mask of the wait in
+//   progress and a flag "input arrived that the owner has not been told of", both under the core
+//   lock. IsSignalledLocked() answers whether such input matches the mask; OnWaitSatisfiedLocked()
+//   clears the flag, so the next wait sleeps until newer input, as MsgWaitForMultipleObjects does.
+//   Posting takes the core lock (after the queue's own lock, never the other way round), appends,
+//   sets the flag and calls WakeWaitersLocked(). MsgWaitForMultipleObjects(n, handles, all, ms,
+//   mask) sets the mask under the core lock and calls WaitForWaitables with the n objects followed
+//   by the queue: an answer of WAIT_OBJECT_0 + n means input, as on Windows, and "all" means all
+//   the objects and input.
+#pragma once
+
+#include <mutex>
+
+#include "internal/handles.h"
+
+namespace qn::posix {
+
+struct WaitLink;
+
+// The most objects that one wait looks at: the handles of WaitForMultipleObjects and, for
+// MsgWaitForMultipleObjects, the thread's queue after them.
+constexpr DWORD kMaxWaitables = MAXIMUM_WAIT_OBJECTS + 1;
+
+class Waitable : public KernelObject {
+ public:
+  using KernelObject::KernelObject;
+
+  Waitable *AsWaitable() noexcept final { return this; }
+
+  // Both are called with the core lock held; see the head of this file.
+  virtual bool IsSignalledLocked() const noexcept = 0;
+  virtual void OnWaitSatisfiedLocked() noexcept {}
+
+ protected:
+  // Wakes every thread that is waiting on this object, so that it looks at its objects again.
+  // Called with the core lock held, after a change that may have satisfied a wait.
+  void WakeWaitersLocked() noexcept;
+
+ private:
+  friend DWORD WaitForWaitables(Waitable *const *, DWORD, bool, DWORD) noexcept;
+  WaitLink *waiters_ = nullptr;
+};
+
+// Takes the core lock. Held only for short state changes and looks, never across a sleep.
+std::unique_lock<std::mutex> LockCore() noexcept;
+
+// Waits until one of the objects is signalled (waitAll: all of them at the same instant) or until
+// the time-out elapses on the monotonic clock (INFINITE: never; 0: look once). Answers
+// WAIT_OBJECT_0 + the lowest signalled index (WAIT_OBJECT_0 for waitAll), or WAIT_TIMEOUT; the
+// satisfied objects have had their OnWaitSatisfiedLocked(). The caller keeps the objects alive for
+// the call (it holds their ObjectPtr) and passes 1 to kMaxWaitables of them (otherwise WAIT_FAILED
+// with ERROR_INVALID_PARAMETER); the last error is otherwise left alone.
+DWORD WaitForWaitables(Waitable *const *objects, DWORD count, bool waitAll, DWORD milliseconds) noexcept;
+
+// The object that the pseudo-handle of the current process names: waitable, and never signalled
+// while the process runs.
+ObjectPtr CurrentProcessObject() noexcept;
+
+}  // namespace qn::posix
