@@ -132,7 +132,8 @@ TEST(CHandle, MovingTransfersOwnership) {
     EXPECT_TRUE(WasClosed(second));
     EXPECT_EQ(c(), first);
     EXPECT_EQ(b(), nullptr);
-    c = std::move(c);
+    CHandle &same = c;  // self-move, through a name the compiler does not see through
+    c = std::move(same);
     EXPECT_EQ(c(), first);
     EXPECT_TRUE(IsOpen(first));
   }

@@ -81,7 +81,8 @@ TEST(Exceptions, CopiesOwnTheirMessage) {
     EXPECT_EQ(Text(assigned.Message()), u"disk on fire");
     EXPECT_NE(assigned.Message(), original.Message());
     EXPECT_EQ(assigned.Result(), E_FAIL);
-    assigned = assigned;
+    const CException &same = assigned;
+    assigned = same;
     EXPECT_EQ(Text(assigned.Message()), u"disk on fire");
 
     CException none;

@@ -97,7 +97,8 @@ TEST(CFixedString, AssigningItsOwnTextReadsNoReleasedMemory) {
   HeapFaults faults;
   {
     CFixedString s(AsU(u"a string long enough to span several heap words"));
-    s = s;
+    const CFixedString &same = s;
+    s = same;
     EXPECT_EQ(Text(s), u"a string long enough to span several heap words");
     s = static_cast<const unsigned short *>(s) + 2;  // a pointer into its own block
     EXPECT_EQ(Text(s), u"string long enough to span several heap words");
@@ -197,7 +198,7 @@ TEST(CFixedString, EveryOperationLeavesTheStringInvalidWhenTheHeapFails) {
   auto old = [] { return CFixedString(AsU(u"old text")); };
   EXPECT_EQ(qntest::RunUntilSuccess(old, [](CFixedString &s) { s = AsU(u"new"); }, invalid), 1);
   EXPECT_EQ(qntest::RunUntilSuccess(old, [](CFixedString &s) { s = "new"; }, invalid), 1);
-  EXPECT_EQ(qntest::RunUntilSuccess(old, [](CFixedString &s) { s = s; }, invalid), 1);
+  EXPECT_EQ(qntest::RunUntilSuccess(old, [](CFixedString &s) { s = static_cast<const CFixedString &>(s); }, invalid), 1);
   EXPECT_EQ(qntest::RunUntilSuccess(old, [](CFixedString &s) { s = static_cast<const unsigned short *>(s) + 4; }, invalid), 1);
   EXPECT_EQ(qntest::RunUntilSuccess(old, [](CFixedString &s) { s.ClearSetLength(5); }, invalid), 1);
   EXPECT_EQ(qntest::RunUntilSuccess(old, [](CFixedString &s) { s.CopyLen(s, 4); }, invalid), 1);
