@@ -31,9 +31,9 @@ QNUTIL_API int QNExceptionHandler(DWORD dwThreadId, DWORD dwExceptionCode, EXCEP
 
 // An exception: a message and an HRESULT. A plain class: thrown and caught by value or reference.
 //
-// Copying never throws: the runtime copies exception objects while one is in flight, and a second
-// exception then would end the process. When the heap cannot hold the copied message the copy has
-// no message (NULL) but keeps the result code.
+// Building and copying never throw: the runtime copies exception objects while one is in flight,
+// and a second exception then would end the process. The message is copied straight onto the
+// process heap; when the heap cannot hold it the object has no message (NULL) but keeps its code.
 class QNUTIL_API CException {
  public:
   CException() noexcept;                              // no message, S_OK
