@@ -55,6 +55,20 @@ bool EqualsIgnoringAsciiCase(const std::string &a, const std::string &b) noexcep
   return true;
 }
 
+// Whether a loaded object's file name is the file name asked for: the same ignoring case, or its
+// versioned form ("libx.so.0" or "libx.so.0.1.0" for "libx.so"), which is the name a shared
+// library is loaded by when a program was linked with it.
+bool IsFileOrVersionOf(const std::string &loaded, const std::string &file) noexcept {
+  if (EqualsIgnoringAsciiCase(loaded, file)) return true;
+  if (file.size() < 3 || file.compare(file.size() - 3, 3, ".so") != 0) return false;
+  if (loaded.size() < file.size() + 2 || loaded[file.size()] != '.') return false;
+  if (!EqualsIgnoringAsciiCase(loaded.substr(0, file.size()), file)) return false;
+  for (size_t i = file.size() + 1; i < loaded.size(); ++i) {
+    if (loaded[i] != '.' && (loaded[i] < '0' || loaded[i] > '9')) return false;
+  }
+  return true;
+}
+
 // The file names that one module name stands for, in the order they are tried. Windows appends
 // ".dll" to a name without an extension, and a trailing dot means "no extension, and none added".
 // "x.dll" is also the shared object that the same project builds on POSIX: "libx.so", "x.so".
@@ -180,7 +194,7 @@ HMODULE FindLoaded(const std::string &name) {
       if (map->l_name == nullptr || map->l_name[0] == 0) continue;
       const std::string base = BaseName(map->l_name);
       for (const std::string &file : files) {
-        if (EqualsIgnoringAsciiCase(file, base)) {
+        if (IsFileOrVersionOf(base, file)) {
           found = reinterpret_cast<HMODULE>(map);
           break;
         }

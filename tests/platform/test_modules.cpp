@@ -155,6 +155,14 @@ TEST(ModuleFileName, ShortBufferIsTruncatedAndReported) {
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INSUFFICIENT_BUFFER));
 }
 
+// On POSIX the program was linked with libqnutil.so.0, the versioned file of "qnutil.dll".
+TEST(ModuleLookup, FindsALinkedLibraryByItsWindowsName) {
+  const HMODULE library = GetModuleHandleW(qn::AsW(u"qnutil.dll"));
+  ASSERT_NE(library, nullptr);
+  EXPECT_EQ(GetModuleHandleW(qn::AsW(u"QNUTIL")), library);
+  EXPECT_NE(library, GetModuleHandleW(nullptr));
+}
+
 TEST(ModuleLookup, FindsTheProgramByItsFileName) {
   const std::u16string full = FileNameOf(nullptr);
   const std::u16string base = full.substr(full.find_last_of(u"\\/") + 1);
