@@ -115,22 +115,6 @@ TEST_F(CompactPath, WidthsFromTwoToTheThirtyFirstNeverLengthenThePath) {
   EXPECT_EQ(empty.Text(), u"");
 }
 
-#if !defined(_WIN32)
-TEST_F(CompactPath, FixedAdvanceMakesTheEstimateExact) {
-  ASSERT_NE(m_hdc, nullptr);
-  // Every character is as wide as every other, so two thirds of the width is two thirds of the
-  // characters, and "1.5 times too wide" needs no rounding.
-  ASSERT_EQ(Measure(kLong) % 3, 0u);
-  PathBuffer path(kLong);
-  EXPECT_EQ(PathCompactPathW(m_hdc, path.Get(), Measure(kLong) * 2 / 3), 1);
-  EXPECT_EQ(path.Text(), u"C:\\Program Fil...\\file.txt");
-
-  PathBuffer half(kShort);
-  EXPECT_EQ(PathCompactPathW(m_hdc, half.Get(), Measure(kShort) / 2), 1);
-  EXPECT_EQ(half.Text(), u"C:...\\file.txt");
-}
-#endif
-
 TEST_F(CompactPath, EveryWidthGivesAHeadEllipsisAndTail) {
   ASSERT_NE(m_hdc, nullptr);
   const std::u16string original = kLong;

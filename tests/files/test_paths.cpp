@@ -45,21 +45,6 @@ TEST(PathCompleteness, DoubleSeparatorWithinTenCharactersOrDriveColon) {
   }
 }
 
-TEST(PathCompleteness, EveryLocationIsALocalPath) {
-  // Openers take class 0 as a local file; a URL must not be classified away from that.
-  EXPECT_EQ(GetURLClass(AsU(u"C:\\dir\\file.txt")), eucLocalPath);
-  EXPECT_EQ(GetURLClass(AsU(u"http://server/file.txt")), eucLocalPath);
-  EXPECT_EQ(GetURLClass(AsU(u"")), eucLocalPath);
-}
-
-TEST(PathSeparators, ForwardSlashStyleMeansNoBackslash) {
-  EXPECT_TRUE(FUsesForwardSlashes(AsU(u"")));
-  EXPECT_TRUE(FUsesForwardSlashes(AsU(u"name")));
-  EXPECT_TRUE(FUsesForwardSlashes(AsU(u"a/b/c")));
-  EXPECT_FALSE(FUsesForwardSlashes(AsU(u"a/b\\c")));
-  EXPECT_FALSE(FUsesForwardSlashes(AsU(u"\\")));
-}
-
 TEST(PathSeparators, AddSlashFollowsThePathsStyle) {
   const struct {
     const char16_t *before, *after;
