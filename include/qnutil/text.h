@@ -14,7 +14,9 @@
 //   the answers; no locale-aware or whole-string comparison. Costs two mapping calls per pair.
 // - The functions ending in A work on 8-bit text in the active ANSI code page and step with
 //   CharNextA, so a lead byte and its trail byte move together. A double-byte character is compared
-//   ignoring case as the 16-bit value "lead byte low, trail byte high" passed to CharLowerA.
+//   ignoring case as the 16-bit value "lead byte low, trail byte high" passed to CharLowerA. That
+//   mapping looks at the low byte alone and answers a lead byte unchanged, so two double-byte
+//   characters with the same lead byte compare equal ignoring case (full-width A and B in 932).
 // - Word character (FindTag, and the letter tests of BGetNameValPair): IsCharAlphaNumericW /
 //   IsCharAlphaNumericA (letters: IsCharAlphaW).
 #pragma once
@@ -91,6 +93,8 @@ QNUTIL_API const char *GetTokenA(const char *pszSource, char *pszToken, short cc
 // cursor: on the terminator (nothing found); on the first character of the stop marker; on an
 // opening quote that has no closing quote (in the search or the value); just after the name when a
 // letter or digit follows it; on the character that stands where the separator should be.
+// A separator of 0 (the terminator) never matches: the call answers 0 with the cursor on the
+// terminator or on what follows the name.
 // cchValue is at least 1; below 1 is outside the contract (this implementation then answers 0 with
 // the cursor on the first character of the value, writing nothing).
 QNUTIL_API int BGetNameValPair(const unsigned short *&pwszCursor, const unsigned short *pwszName,

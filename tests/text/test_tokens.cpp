@@ -278,3 +278,12 @@ TEST(TextNameValPair, EmptyNameMatchesAtOnce) {
   EXPECT_EQ(1, r.result);
   EXPECT_EQ(u"v", r.value);
 }
+
+TEST(TextNameValPair, TerminatorAsSeparatorNeverMatches) {
+  const std::u16string text = u"name";
+  const unsigned short *cursor = AsU(text.c_str());
+  unsigned short value[4] = {'#', 0};
+  EXPECT_EQ(0, BGetNameValPair(cursor, AsU(u"name"), 0, value, 4, nullptr, false, false, nullptr));
+  EXPECT_EQ(AsU(text.c_str()) + 4, cursor);
+  EXPECT_EQ('#', value[0]);
+}
