@@ -28,7 +28,8 @@ extern "C" QNUTIL_API const GUID GUID_NULL;
 #define IID_NULL GUID_NULL
 #define CLSID_NULL GUID_NULL
 
-// A fresh random (version 4) GUID. S_OK, or an HRESULT when the system's random source fails.
+// A fresh random (version 4) GUID from the kernel's random source. S_OK; E_INVALIDARG for NULL, or
+// the folded system error when the random source fails.
 QN_WIN32_API HRESULT WINAPI CoCreateGuid(GUID *pguid);
 // Writes the 38-character registry form "{XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}" and its terminator.
 // Answers 39, or 0 (nothing written) when cchMax is below 39.
