@@ -136,13 +136,11 @@ TEST(TextNextLine, EndsTheLineAtTheCarriageReturn) {
   EXPECT_EQ(u'\n', text[4]);  // the line feed stays in the text
 }
 
-TEST(TextNextLine, LineFeedAloneEndsNothing) {
-  char16_t text[] = u"one\ntwo";
-  EXPECT_EQ(nullptr, PchNextLine(AsU(text)));
-  EXPECT_EQ(std::u16string(u"one\ntwo"), text);
-}
+TEST(TextNextLine, LineFeedAloneTrailingCarriageReturnAndEmptyLines) {
+  char16_t lf[] = u"one\ntwo";
+  EXPECT_EQ(nullptr, PchNextLine(AsU(lf)));
+  EXPECT_EQ(std::u16string(u"one\ntwo"), lf);
 
-TEST(TextNextLine, TrailingCarriageReturnAndEmptyLines) {
   char16_t one[] = u"one\r";
   EXPECT_EQ(nullptr, PchNextLine(AsU(one)));
   EXPECT_EQ(std::u16string(u"one"), one);
