@@ -36,8 +36,8 @@ QNUTIL_API char *StrMultiChrA(const char *psz, const char *pszSet);
 
 // The leftmost occurrence of the pattern, or NULL. A NULL text answers NULL; an empty pattern
 // answers the text itself (also an empty one); a non-empty pattern in an empty text answers NULL.
-// The plain quadratic search: no tables, no preprocessing. (<shlwapi.h> with UNICODE defines StrStr
-// and StrStrI as macros: include it after this header, or #undef them, in code that calls these.)
+// The plain quadratic search: no tables, no preprocessing. (<shlwapi.h> defines StrStr and StrStrI
+// as macros: code that includes it #undefs them before calling these.)
 QNUTIL_API unsigned short *StrStr(const unsigned short *pwszText, const unsigned short *pwszPattern);
 QNUTIL_API unsigned short *StrStrI(const unsigned short *pwszText, const unsigned short *pwszPattern);
 
