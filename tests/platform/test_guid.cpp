@@ -47,14 +47,4 @@ TEST(GuidCreation, RandomVersion4GuidsAreDistinct) {
   EXPECT_EQ(CoCreateGuid(nullptr), E_INVALIDARG);
 }
 
-TEST(GuidCompare, ComparesAllSixteenBytes) {
-  const GUID a = {1, 2, 3, {4, 5, 6, 7, 8, 9, 10, 11}};
-  GUID b = a;
-  EXPECT_TRUE(IsEqualGUID(a, b));
-  b.Data4[7] = 12;
-  EXPECT_FALSE(IsEqualGUID(a, b));
-  const unsigned char zeros[16] = {};
-  EXPECT_EQ(memcmp(&GUID_NULL, zeros, 16), 0);
-}
-
 }  // namespace

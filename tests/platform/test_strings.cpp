@@ -14,24 +14,19 @@ int Sign(int v) { return (v > 0) - (v < 0); }
 TEST(Lstr, Lengths) {
   EXPECT_EQ(lstrlenW(qn::AsW(u"")), 0);
   EXPECT_EQ(lstrlenW(qn::AsW(u"abc\u00E9")), 4);
-  EXPECT_EQ(lstrlenW(nullptr), 0);
   EXPECT_EQ(lstrlenA("abc\xE9"), 4);
-  EXPECT_EQ(lstrlenA(nullptr), 0);
 }
 
-TEST(Lstr, CopyAnswersTheDestination) {
-  WCHAR buffer[8];
-  EXPECT_EQ(lstrcpyW(buffer, qn::AsW(u"abc")), buffer);
-  EXPECT_EQ(Text(buffer), u"abc");
-  EXPECT_EQ(lstrcpyW(buffer, qn::AsW(u"")), buffer);
-  EXPECT_EQ(Text(buffer), u"");
-}
-
-TEST(Lstr, BoundedCopyCountsTheTerminator) {
+TEST(Lstr, CopiesAnswerTheDestinationAndBoundedOnesCountTheTerminator) {
   WCHAR buffer[8];
   auto fill = [&] {
     for (WCHAR &w : buffer) w = 0xCCCC;
   };
+  fill();
+  EXPECT_EQ(lstrcpyW(buffer, qn::AsW(u"abc")), buffer);
+  EXPECT_EQ(Text(buffer), u"abc");
+  EXPECT_EQ(buffer[4], 0xCCCC);
+
   fill();
   EXPECT_EQ(lstrcpynW(buffer, qn::AsW(u"abcdef"), 3), buffer);
   EXPECT_EQ(Text(buffer), u"ab");
@@ -89,8 +84,11 @@ TEST(Lstr, NullSortsFirst) {
   EXPECT_EQ(Sign(lstrcmpW(qn::AsW(u""), nullptr)), 1);
 }
 
-// Windows catches the fault of a NULL argument and answers NULL.
-TEST(LstrFaulting, CopiesWithNullArgumentsAnswerNull) {
+// Windows catches the fault of a NULL argument: a length of 0, a copy answering NULL. (The fault
+// inside Wine is what 32-bit Wine under qemu cannot survive.)
+TEST(LstrFaulting, NullArgumentsAreCaught) {
+  EXPECT_EQ(lstrlenW(nullptr), 0);
+  EXPECT_EQ(lstrlenA(nullptr), 0);
   WCHAR buffer[4];
   EXPECT_EQ(lstrcpyW(nullptr, qn::AsW(u"a")), nullptr);
   EXPECT_EQ(lstrcpyW(buffer, nullptr), nullptr);
