@@ -6,6 +6,11 @@ set(QNUTIL_INSTALL_TARGETS qnutil)
 if(NOT WIN32)
   list(APPEND QNUTIL_INSTALL_TARGETS qnwin32)
 endif()
+# Installed, the library finds the subset beside itself, wherever the prefix is.
+if(NOT WIN32 AND NOT APPLE)
+  set_target_properties(qnutil PROPERTIES INSTALL_RPATH "$ORIGIN")
+endif()
+
 install(TARGETS ${QNUTIL_INSTALL_TARGETS} EXPORT qnutilTargets
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
@@ -26,5 +31,7 @@ if(WIN32)
 else()
   set(QNUTIL_PC_LIBS "-lqnutil -lqnwin32")
 endif()
+file(RELATIVE_PATH QNUTIL_PC_RELATIVE_PREFIX "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+string(REGEX REPLACE "/$" "" QNUTIL_PC_RELATIVE_PREFIX "${QNUTIL_PC_RELATIVE_PREFIX}")
 configure_file(${PROJECT_SOURCE_DIR}/cmake/qnutil.pc.in ${PROJECT_BINARY_DIR}/qnutil.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/qnutil.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
