@@ -98,21 +98,17 @@ int IsPrefix(const typename P::Char *text, const typename P::Char *prefix) {
   return *prefix == 0 ? 1 : 0;
 }
 
-// The plain quadratic search: each start in turn, compared until the pattern ends or a pair differs.
+// Whether the pattern (not empty) starts at the position: compared until the pattern ends, a pair
+// differs or the text ends. The substring searches try it at each start in turn.
 template <class P, class Cmp>
-const typename P::Char *Find(const typename P::Char *text, const typename P::Char *pattern) {
-  if (text == nullptr) return nullptr;
-  if (*pattern == 0) return text;
-  for (const typename P::Char *start = text; *start != 0; start = P::Next(start)) {
-    const typename P::Char *t = start;
-    const typename P::Char *q = pattern;
-    while (*q != 0 && *t != 0 && Cmp::template Same<P>(t, q)) {
-      t = P::Next(t);
-      q = P::Next(q);
-    }
-    if (*q == 0) return start;
+bool MatchesAt(const typename P::Char *start, const typename P::Char *pattern) {
+  const typename P::Char *t = start;
+  const typename P::Char *q = pattern;
+  while (*q != 0 && *t != 0 && Cmp::template Same<P>(t, q)) {
+    t = P::Next(t);
+    q = P::Next(q);
   }
-  return nullptr;
+  return *q == 0;
 }
 
 // Copies the next token; see GetToken in qnutil/text.h.
