@@ -12,6 +12,7 @@
 #include <mutex>
 
 #include "internal/codepage.h"
+#include "internal/utf8.h"
 
 namespace qn::posix {
 namespace {
@@ -266,19 +267,9 @@ Outcome DecodeUtf8(const unsigned char *s, size_t n, bool strict, Sink<WCHAR> &o
       ++i;
       continue;
     }
-    size_t len = 0;
-    unsigned lo = 0x80, hi = 0xBF;
-    if (b >= 0xC2 && b <= 0xDF) {
-      len = 2;
-    } else if (b >= 0xE0 && b <= 0xEF) {
-      len = 3;
-      if (b == 0xE0) lo = 0xA0;
-      if (b == 0xED) hi = 0x9F;
-    } else if (b >= 0xF0 && b <= 0xF4) {
-      len = 4;
-      if (b == 0xF0) lo = 0x90;
-      if (b == 0xF4) hi = 0x8F;
-    }
+    const Utf8Lead lead = Utf8LeadOf(b);
+    const size_t len = lead.length;
+    const unsigned lo = lead.lo, hi = lead.hi;
     size_t bad = 0;  // Bytes that one U+FFFD replaces.
     unsigned cp = 0;
     if (len == 0) {

@@ -5,6 +5,7 @@
 #include <new>
 
 #include "internal/pathconv.h"
+#include "internal/utf8.h"
 
 namespace qn::posix {
 namespace {
@@ -34,25 +35,13 @@ void AppendUtf8(std::string &out, unsigned cp) {
 // the bytes there are not one.
 size_t DecodeUtf8(const unsigned char *s, size_t n, unsigned *cp) noexcept {
   const unsigned b = s[0];
-  size_t len;
-  unsigned lo = 0x80, hi = 0xBF;
   if (b < 0x80) {
     *cp = b;
     return 1;
-  } else if (b >= 0xC2 && b <= 0xDF) {
-    len = 2;
-  } else if (b >= 0xE0 && b <= 0xEF) {
-    len = 3;
-    if (b == 0xE0) lo = 0xA0;
-    if (b == 0xED) hi = 0x9F;
-  } else if (b >= 0xF0 && b <= 0xF4) {
-    len = 4;
-    if (b == 0xF0) lo = 0x90;
-    if (b == 0xF4) hi = 0x8F;
-  } else {
-    return 0;
   }
-  if (n < len || s[1] < lo || s[1] > hi) return 0;
+  const Utf8Lead lead = qn::posix::Utf8LeadOf(b);
+  const size_t len = lead.length;
+  if (len == 0 || n < len || s[1] < lead.lo || s[1] > lead.hi) return 0;
   unsigned value = b & (0x7F >> len);
   for (size_t i = 1; i < len; ++i) {
     if (s[i] < 0x80 || s[i] > 0xBF) return 0;
