@@ -19,8 +19,11 @@ namespace {
 
 const unsigned short *U(const char16_t *s) { return AsU(s); }
 
-// Room for the start offsets, the match positions and the case-blind search's first plain starts.
-constexpr size_t kUnits = 256;
+// The case-blind search filters only after its first few hundred starts, one by one: its matches
+// are put beyond those.
+constexpr size_t kFilteredFrom = 300;
+// Room for the start offsets, the first plain starts and the match positions.
+constexpr size_t kUnits = 512;
 
 // A text of filler units from start + 0 up to (not including) the terminator at end.
 struct AlignedText {
@@ -53,19 +56,24 @@ const unsigned short *PlainFindIgnoringCase(const unsigned short *text, const un
 
 }  // namespace
 
-// Starts 0..40 units after a 64-byte boundary, and the stop 0..40 units after the start, cover
-// every lane of the first, second and later blocks.
+// Starts 0..40 units after a 64-byte boundary, and the stop 0..72 units after the start, put the
+// start and the stop in every lane of a block and the stop in the start's block and the two after.
 TEST(TextScanBoundaries, CharacterSetsStopAtEveryOffset) {
   AlignedText buf;
-  const char16_t *sets[] = {u"@", u"@#", u"#$%@", u"#$%&*+=@", u"#$%&*+=-@"};
+  // The last member of each set is the one put in the text.
+  const char16_t *sets[] = {u"@", u"@#", u"#$%@", u"#$%&*+=@", u"#$%&*+=-@",
+                            u"\x7F", u"#\u00E9", u"\u4E00", u"#$%&*+=-\uFFFF"};
   for (size_t s = 0; s <= 40; ++s) {
-    for (size_t m = s; m <= s + 40; ++m) {
+    for (size_t m = s; m <= s + 72; ++m) {
       SCOPED_TRACE(testing::Message() << "start " << s << " stop " << m);
       for (const char16_t *set : sets) {
+        const std::u16string members(set);
+        const unsigned short member = members.back();
         unsigned short *text = buf.Fill(s, m + 20);
-        buf.units[m] = '@';
-        if (m > s) buf.units[m - 1] = '!';  // just before it: a near miss
-        EXPECT_EQ(buf.units + m, StrMultiChr(text, U(set))) << "set of " << std::u16string(set).size();
+        buf.units[m] = member;
+        // Just before it, a near miss: the same low byte.
+        if (m > s) buf.units[m - 1] = static_cast<unsigned short>(member ^ 0x100);
+        EXPECT_EQ(buf.units + m, StrMultiChr(text, U(set))) << "set " << std::hex << member;
         text = buf.Fill(s, m);
         EXPECT_EQ(nullptr, StrMultiChr(text, U(set)));
       }
@@ -76,7 +84,7 @@ TEST(TextScanBoundaries, CharacterSetsStopAtEveryOffset) {
 TEST(TextScanBoundaries, LinesEndAtEveryOffset) {
   AlignedText buf;
   for (size_t s = 0; s <= 40; ++s) {
-    for (size_t m = s; m <= s + 40; ++m) {
+    for (size_t m = s; m <= s + 72; ++m) {
       SCOPED_TRACE(testing::Message() << "start " << s << " carriage return " << m);
       unsigned short *text = buf.Fill(s, m + 3);
       buf.units[m] = '\r';
@@ -98,22 +106,25 @@ TEST(TextScanBoundaries, LinesEndAtEveryOffset) {
 
 TEST(TextScanBoundaries, SubstringsAtEveryOffset) {
   AlignedText buf;
-  // The case-blind search filters only after its first plain starts: the matches lie beyond them.
   for (size_t s = 0; s <= 40; ++s) {
-    for (size_t m = s; m <= s + 40 + 80; ++m) {
-      SCOPED_TRACE(testing::Message() << "start " << s << " match " << m);
+    for (size_t d = 0; d <= 72; ++d) {
+      SCOPED_TRACE(testing::Message() << "start " << s << " match " << d << " units after it");
+      size_t m = s + d;
       unsigned short *text = buf.Fill(s, m + 24);
       memcpy(buf.units + m, U(u"@@!"), 3 * sizeof(unsigned short));
       if (m >= s + 2) buf.units[m - 2] = '@';  // a first character that starts no match
       EXPECT_EQ(buf.units + m, StrStr(text, U(u"@@!")));
       EXPECT_EQ(nullptr, StrStr(text, U(u"@@?")));
 
+      m = s + kFilteredFrom + d;
       text = buf.Fill(s, m + 24);
-      memcpy(buf.units + m, U(u"qQ\u00C9"), 3 * sizeof(unsigned short));
-      if (m >= s + 2) buf.units[m - 2] = 'Q';
-      if (m >= s + 3) buf.units[m - 3] = 0xE9;  // not ASCII: a candidate that fails
-      EXPECT_EQ(buf.units + m, StrStrI(text, U(u"Qq\u00E9")));
-      EXPECT_EQ(nullptr, StrStrI(text, U(u"Qqz")));
+      memcpy(buf.units + m, U(u"qQ\u00C9x"), 4 * sizeof(unsigned short));
+      // Near misses: the first character, the first three, and a unit that is not ASCII.
+      buf.units[m - 2] = 'Q';
+      memcpy(buf.units + m - 9, U(u"QqEy"), 4 * sizeof(unsigned short));
+      buf.units[m - 11] = 0xE9;
+      EXPECT_EQ(buf.units + m, StrStrI(text, U(u"Qq\u00E9X")));
+      EXPECT_EQ(nullptr, StrStrI(text, U(u"Qq\u00E9z")));
 
       // The pattern runs into the terminator.
       text = buf.Fill(s, m + 2);
@@ -127,22 +138,62 @@ TEST(TextScanBoundaries, SubstringsAtEveryOffset) {
 
 // Differential: texts and patterns from an alphabet of letters that the mapping folds together in
 // ASCII, Latin-1, Greek and the special cases (dotted and dotless i, the Kelvin sign), long enough
-// that the filter is used, and patterns that start with each of them.
+// that the filter is used, and patterns of every length it looks into and longer.
 TEST(TextScanBoundaries, CaseBlindFilterAnswersAsThePlainSearch) {
-  const char16_t alphabet[] = u"aAkKiI\u0130\u0131\u212A\u00E9\u00C9\u03A3\u03C3\u03C2 \r\x7F";
+  const char16_t alphabet[] = u"aAkKiIxX\u0130\u0131\u212A\u00E9\u00C9\u03A3\u03C3\u03C2 \r\x7F";
   const size_t letters = sizeof alphabet / sizeof alphabet[0] - 1;
   std::mt19937 rng(20240607);
   for (int round = 0; round < 3000; ++round) {
-    std::u16string text(64 + rng() % 200, u'x');
-    for (char16_t &c : text) {
-      if (rng() % 8 == 0) c = alphabet[rng() % letters];
+    // A start of nothing that matches, then the letters, where the search filters.
+    std::u16string text(kFilteredFrom, u'-');
+    for (size_t n = 1 + rng() % 200; n != 0; --n) text += rng() % 2 ? alphabet[rng() % letters] : u'x';
+    std::u16string pattern(1 + rng() % 6, u'x');
+    if (rng() % 2 != 0 && text.size() >= kFilteredFrom + pattern.size()) {
+      // A piece of the text in other cases, sometimes with one letter changed: a match or a near miss.
+      pattern = text.substr(kFilteredFrom + rng() % (text.size() - kFilteredFrom - pattern.size() + 1), pattern.size());
+      for (char16_t &c : pattern) {
+        const bool letter = (c | 0x20) >= u'a' && (c | 0x20) <= u'z';
+        if (letter && rng() % 2 != 0) c = static_cast<char16_t>(c ^ 0x20);
+      }
+      if (rng() % 2 != 0) pattern[rng() % pattern.size()] = alphabet[rng() % letters];
+    } else {
+      for (char16_t &c : pattern) c = alphabet[rng() % letters];
     }
-    std::u16string pattern(1 + rng() % 3, u'x');
-    for (char16_t &c : pattern) c = alphabet[rng() % letters];
     const unsigned short *t = AsU(text.c_str());
     const unsigned short *expected = PlainFindIgnoringCase(t, AsU(pattern.c_str()));
     ASSERT_EQ(expected, StrStrI(t, AsU(pattern.c_str())))
         << "round " << round << " pattern starting with U+" << std::hex << unsigned(pattern[0]);
+  }
+}
+
+// Differential: the exact searches against the standard library's over an alphabet of units that
+// narrow alike (DEL, 0x17F and 0x4E00 all narrow to one byte value; 0x8000 up to another), letters
+// in both cases, and the terminator's neighbours; sets of every size, patterns of every length
+// that the second test looks into and longer.
+TEST(TextScanBoundaries, ExactSearchesAnswerAsTheStandardLibrary) {
+  const char16_t alphabet[] = u"aAbB\x7F\x80\u017F\u4E00\u8000\uFFFF\x01\r@`";
+  const size_t letters = sizeof alphabet / sizeof alphabet[0] - 1;
+  std::mt19937 rng(4021);
+  for (int round = 0; round < 3000; ++round) {
+    std::u16string text;
+    for (size_t n = rng() % 300; n != 0; --n) text += rng() % 4 == 0 ? alphabet[rng() % letters] : u'x';
+    std::u16string pattern(1 + rng() % 6, u'x');
+    if (rng() % 2 != 0 && text.size() >= pattern.size()) {
+      // A piece of the text, sometimes with one unit changed: a match or a near miss.
+      pattern = text.substr(rng() % (text.size() - pattern.size() + 1), pattern.size());
+      if (rng() % 2 != 0) pattern[rng() % pattern.size()] = alphabet[rng() % letters];
+    } else {
+      for (char16_t &c : pattern) c = alphabet[rng() % letters];
+    }
+    const std::u16string_view view(text);
+    const unsigned short *t = AsU(text.c_str());
+    const size_t at = view.find(pattern);
+    ASSERT_EQ(at == view.npos ? nullptr : t + at, StrStr(t, AsU(pattern.c_str()))) << "round " << round;
+
+    std::u16string set;
+    for (size_t n = 1 + rng() % 10; n != 0; --n) set += alphabet[rng() % letters];
+    const size_t member = view.find_first_of(set);
+    ASSERT_EQ(member == view.npos ? nullptr : t + member, StrMultiChr(t, AsU(set.c_str()))) << "round " << round;
   }
 }
 
@@ -158,7 +209,7 @@ TEST(TextScanFaulting, TextEndingAtAnInaccessiblePage) {
 
   std::vector<size_t> lengths;
   for (size_t n = 0; n <= 40; ++n) lengths.push_back(n);
-  for (size_t n = 64; n <= 104; ++n) lengths.push_back(n);
+  for (size_t n = kFilteredFrom; n <= kFilteredFrom + 40; ++n) lengths.push_back(n);
   for (size_t n : lengths) {
     SCOPED_TRACE(testing::Message() << "length " << n);
     unsigned short *text = end - n;
@@ -177,6 +228,15 @@ TEST(TextScanFaulting, TextEndingAtAnInaccessiblePage) {
     EXPECT_EQ(end - 1, StrStr(text, U(u"@")));
     EXPECT_EQ(end - 1, StrStrI(text, U(u"@")));
     EXPECT_EQ(nullptr, StrStrI(text, U(u"@@")));
+    EXPECT_EQ(nullptr, StrStrI(text, U(u"@@@@")));
+    EXPECT_EQ(nullptr, StrStr(text, U(u"@@@@")));
+    if (n >= 4) {
+      memcpy(end - 4, U(u"@xyz"), 4 * sizeof(unsigned short));
+      EXPECT_EQ(end - 4, StrStr(text, U(u"@xyz")));
+      EXPECT_EQ(end - 4, StrStrI(text, U(u"@XYZ")));
+      EXPECT_EQ(nullptr, StrStr(text, U(u"@xyz!")));
+      memcpy(end - 4, U(u"xxxx"), 4 * sizeof(unsigned short));
+    }
     end[-1] = '\r';
     EXPECT_EQ(nullptr, PchNextLine(text));
     EXPECT_EQ(0, end[-1]);
