@@ -3,7 +3,8 @@
 // against the system headers on Windows, its output must be the same for the same pointer width:
 // CI runs both and diffs them, so a subset declaration that drifts from <windows.h> fails there.
 //
-// One line per declaration, grouped by the subset header that declares it. A declaration added to
+// One line per declaration, grouped by the subset header that declares it (newer areas in files
+// layout_<area>.cpp of their own, see layout.h). A declaration added to
 // a subset header gets its line here; names that are not values (calling conventions, type macros)
 // are listed in a comment of their group, so that the coverage check (.ci/layout-coverage.sh) knows
 // they were looked at.
@@ -16,44 +17,12 @@
 #include <sstream>
 #include <type_traits>
 
-#include "qnutil/win32.h"
 #include "qnutil/atlmodule.h"
+#include "layout.h"
 
-namespace {
-
-template <typename T>
-void Line(const char *name, T value) {
-  static_assert(std::is_integral<T>::value || std::is_enum<T>::value, "values are integers");
-  if constexpr (std::is_enum<T>::value) {
-    Line(name, static_cast<std::underlying_type_t<T>>(value));
-  } else if constexpr (std::is_same<T, bool>::value) {
-    std::cout << name << ' ' << (value ? 1 : 0) << '\n';
-  } else if constexpr (std::is_signed<T>::value) {
-    std::cout << name << ' ' << static_cast<long long>(value) << '\n';
-  } else {
-    std::cout << name << ' ' << static_cast<unsigned long long>(value) << '\n';
-  }
-}
-
-}  // namespace
-
-// Size and alignment of any type.
-#define TYPE(T)                                \
-  do {                                         \
-    Line("size." #T, sizeof(T));               \
-    Line("align." #T, alignof(T));             \
-  } while (0)
-// An integer type: its size, alignment and signedness. (No explicit template argument here: the
-// subset's 64-bit integers carry an alignment attribute that a template argument would drop.)
-#define INTEGER(T)                                     \
-  do {                                                 \
-    TYPE(T);                                           \
-    Line("signed." #T, static_cast<T>(-1) < 0);        \
-  } while (0)
-// The offset of a field (a dotted path into nested members works too).
-#define OFFSET(T, field) Line("offset." #T "." #field, offsetof(T, field))
-// The value of a constant or of an expression over constants.
-#define VALUE(expr) Line(#expr, (expr))
+#include <algorithm>
+#include <cstring>
+#include <vector>
 
 static void WinDef() {
   // Not values: WINAPI CALLBACK APIENTRY STDMETHODCALLTYPE WINAPIV CONST VOID DECLARE_HANDLE
@@ -171,6 +140,7 @@ static void WinError() {
   VALUE(ERROR_FILE_INVALID);
   VALUE(ERROR_NO_UNICODE_TRANSLATION);
   VALUE(ERROR_TIMEOUT);
+  VALUE(ERROR_RESOURCE_NAME_NOT_FOUND);
   VALUE(ERROR_ARITHMETIC_OVERFLOW);
   VALUE(ERROR_BUSY);
   VALUE(ERROR_CANT_RESOLVE_FILENAME);
@@ -419,6 +389,24 @@ static bool Exports() {
 }
 #endif
 
+namespace qnlayout {
+namespace {
+struct Group {
+  const char *name;
+  GroupFn fn;
+};
+std::vector<Group> &Groups() {
+  static std::vector<Group> groups;
+  return groups;
+}
+}  // namespace
+
+bool RegisterGroup(const char *name, GroupFn fn) {
+  Groups().push_back({name, fn});
+  return true;
+}
+}  // namespace qnlayout
+
 int main() {
   WinDef();
   WinError();
@@ -431,6 +419,10 @@ int main() {
   Chars();
   Gdi();
   AtlModule();
+  auto groups = qnlayout::Groups();
+  std::sort(groups.begin(), groups.end(),
+            [](const qnlayout::Group &a, const qnlayout::Group &b) { return std::strcmp(a.name, b.name) < 0; });
+  for (const auto &g : groups) g.fn();
 #if defined(QNUTIL_LAYOUT_LIBRARY)
   if (!Exports()) return 1;
 #endif

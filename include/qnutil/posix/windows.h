@@ -12,3 +12,4 @@
 #include "qnutil/posix/chars.h"
 #include "qnutil/posix/gdi.h"
 #include "qnutil/posix/files.h"
+#include "qnutil/posix/resources.h"

@@ -1,0 +1,61 @@
+// The helpers of the layout program: each group of declarations is a function that prints one
+// "name value" line per size, offset or constant. Groups in files of their own register with
+// QN_LAYOUT_GROUP and run after the groups of layout.cpp, in the order of their names, so that a
+// new area of the platform surface is a new file and the output stays the same on every build.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <iostream>
+#include <type_traits>
+
+#include "qnutil/win32.h"
+
+namespace {
+
+template <typename T>
+void Line(const char *name, T value) {
+  static_assert(std::is_integral<T>::value || std::is_enum<T>::value, "values are integers");
+  if constexpr (std::is_enum<T>::value) {
+    Line(name, static_cast<std::underlying_type_t<T>>(value));
+  } else if constexpr (std::is_same<T, bool>::value) {
+    std::cout << name << ' ' << (value ? 1 : 0) << '\n';
+  } else if constexpr (std::is_signed<T>::value) {
+    std::cout << name << ' ' << static_cast<long long>(value) << '\n';
+  } else {
+    std::cout << name << ' ' << static_cast<unsigned long long>(value) << '\n';
+  }
+}
+
+}  // namespace
+
+// Size and alignment of any type.
+#define TYPE(T)                                \
+  do {                                         \
+    Line("size." #T, sizeof(T));               \
+    Line("align." #T, alignof(T));             \
+  } while (0)
+// An integer type: its size, alignment and signedness. (No explicit template argument here: the
+// subset's 64-bit integers carry an alignment attribute that a template argument would drop.)
+#define INTEGER(T)                                     \
+  do {                                                 \
+    TYPE(T);                                           \
+    Line("signed." #T, static_cast<T>(-1) < 0);        \
+  } while (0)
+// The offset of a field (a dotted path into nested members works too).
+#define OFFSET(T, field) Line("offset." #T "." #field, offsetof(T, field))
+// The value of a constant or of an expression over constants.
+#define VALUE(expr) Line(#expr, (expr))
+
+namespace qnlayout {
+
+using GroupFn = void (*)();
+// Registers a group to run after the fixed ones; answers true so that it can initialise a static.
+bool RegisterGroup(const char *name, GroupFn fn);
+
+}  // namespace qnlayout
+
+#define QN_LAYOUT_GROUP(name)                                                        \
+  static void name();                                                                \
+  static const bool qn_layout_registered_##name = qnlayout::RegisterGroup(#name, name); \
+  static void name()
