@@ -4,6 +4,7 @@
 #include "qnutil/win32.h"
 
 #include "qnutil/atlmodule.h"
+#include "qnutil/cstring.h"
 #include "qnutil/fixedstring.h"
 #include "qnutil/frame.h"
 #include "qnutil/handles.h"
