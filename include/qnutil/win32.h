@@ -11,6 +11,7 @@
 #  include <oleauto.h>
 #  include <objidl.h>
 #  include <ocidl.h>
+#  include <process.h>
 #else
 #  include "qnutil/posix/windows.h"
 #endif

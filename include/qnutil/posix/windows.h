@@ -7,6 +7,7 @@
 #include "qnutil/posix/excpt.h"
 #include "qnutil/posix/memory.h"
 #include "qnutil/posix/sync.h"
+#include "qnutil/posix/threads.h"
 #include "qnutil/posix/module.h"
 #include "qnutil/posix/text.h"
 #include "qnutil/posix/chars.h"
