@@ -14,3 +14,4 @@
 #include "qnutil/posix/gdi.h"
 #include "qnutil/posix/files.h"
 #include "qnutil/posix/resources.h"
+#include "qnutil/posix/winuser.h"
