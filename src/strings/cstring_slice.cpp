@@ -43,7 +43,10 @@ void ShiftLetters(unsigned short *p, unsigned lo, int delta) {
 
 // ---- Searching
 
-int CString::Find(unsigned short ch) const { return static_cast<int>(FindUnit(pchText, ch) - pchText); }
+int CString::Find(unsigned short ch) const {
+  const unsigned short *p = FindUnit(pchText, ch);
+  return *p == ch ? static_cast<int>(p - pchText) : -1;
+}
 
 int CString::Find(const unsigned short *lpszSub) const {
   if (*lpszSub == 0) return *pchText != 0 ? 0 : -1;
