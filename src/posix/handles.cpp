@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "internal/handles.h"
+#include "internal/threads.h"
 #include "internal/waitable.h"
 
 namespace qn::posix {
@@ -86,6 +87,7 @@ HANDLE RegisterHandle(ObjectPtr object) noexcept { return Table().Add(std::move(
 
 ObjectPtr LookupHandle(HANDLE handle) noexcept {
   if (handle == INVALID_HANDLE_VALUE) return CurrentProcessObject();
+  if (handle == CurrentThreadPseudoHandle()) return CurrentThreadObject();
   ObjectPtr object = Table().Find(handle);
   if (!object) SetLastError(ERROR_INVALID_HANDLE);
   return object;
@@ -94,8 +96,9 @@ ObjectPtr LookupHandle(HANDLE handle) noexcept {
 }  // namespace qn::posix
 
 extern "C" BOOL WINAPI CloseHandle(HANDLE hObject) {
-  // The pseudo-handle of the current process: closing it is accepted and changes nothing.
-  if (hObject == INVALID_HANDLE_VALUE) return TRUE;
+  // The pseudo-handles of the current process and thread: closing them is accepted and changes
+  // nothing.
+  if (hObject == INVALID_HANDLE_VALUE || hObject == qn::posix::CurrentThreadPseudoHandle()) return TRUE;
   qn::posix::ObjectPtr object = qn::posix::Table().Remove(hObject);
   if (!object) {
     SetLastError(ERROR_INVALID_HANDLE);

@@ -5,10 +5,14 @@
 #include <unistd.h>
 
 #include "qnutil/posix/windows.h"
+#include "internal/threads.h"
 
 extern "C" {
 
 void WINAPI Sleep(DWORD dwMilliseconds) {
+  // The threads that the subset started sleep in a wait, where SuspendThread and TerminateThread
+  // reach them.
+  if (qn::posix::SleepAtStopPoint(dwMilliseconds)) return;
   if (dwMilliseconds == 0) {
     // Windows gives up the rest of the time slice.
     sched_yield();

@@ -2,6 +2,7 @@
 #include <chrono>
 #include <condition_variable>
 
+#include "internal/threads.h"
 #include "internal/waitable.h"
 
 namespace qn::posix {
@@ -71,8 +72,15 @@ DWORD WaitForWaitables(Waitable *const *objects, DWORD count, bool waitAll, DWOR
   bool timedOut = false;
 
   std::unique_lock<std::mutex> lock(CoreMutex());
-  DWORD result;
+  DWORD result = WAIT_FAILED;
+  bool terminated = false;
   for (;;) {
+    // A thread that another one suspended parks here, before it takes anything; one that was
+    // terminated leaves the wait, to end once it is unlinked.
+    if (StopPointLocked(lock, &wake)) {
+      terminated = true;
+      break;
+    }
     result = TrySatisfyLocked(objects, count, waitAll);
     if (result != WAIT_TIMEOUT || milliseconds == 0 || timedOut) break;
     if (!linked) {
@@ -100,6 +108,11 @@ DWORD WaitForWaitables(Waitable *const *objects, DWORD count, bool waitAll, DWOR
       }
       if (link.next) link.next->prev = link.prev;
     }
+  }
+  LeaveWaitLocked();
+  if (terminated) {
+    lock.unlock();
+    EndTerminatedThread();
   }
   return result;
 }

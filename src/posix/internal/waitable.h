@@ -33,6 +33,9 @@
 //   mask) sets the mask under the core lock and calls WaitForWaitables with the n objects followed
 //   by the queue: an answer of WAIT_OBJECT_0 + n means input, as on Windows, and "all" means all
 //   the objects and input.
+// - The threads that the subset started stop in the waits when another thread suspends or
+//   terminates them: before each look, WaitForWaitables calls StopPointLocked (internal/threads.h),
+//   which parks a suspended thread there, and a terminated one leaves the wait once it is unlinked.
 #pragma once
 
 #include <mutex>
