@@ -80,6 +80,7 @@ typedef struct tagCREATESTRUCTW {
 } CREATESTRUCTW, *LPCREATESTRUCTW;
 
 // Errors of the window manager (winerror.h on Windows).
+#define ERROR_MESSAGE_SYNC_ONLY 1159L
 #define ERROR_INVALID_WINDOW_HANDLE 1400L
 #define ERROR_TLW_WITH_WSCHILD 1406L
 #define ERROR_CANNOT_FIND_WND_CLASS 1407L
@@ -230,12 +231,12 @@ typedef struct tagCREATESTRUCTW {
 #define DLGC_STATIC 0x0100
 #define DLGC_BUTTON 0x2000
 
-// A class named by its atom instead of its name.
-#define MAKEINTATOM(i) ((LPWSTR)((ULONG_PTR)((WORD)(i))))
+#define MAKEWPARAM(l, h) ((WPARAM)(DWORD)MAKELONG(l, h))
+#define MAKELPARAM(l, h) ((LPARAM)(DWORD)MAKELONG(l, h))
 
 // Window classes belong to the module given as hInstance (NULL: the main program) and are named
-// without regard to case. The answer is the class's atom (0xC000 and up), usable as its name
-// through MAKEINTATOM; 0 with ERROR_CLASS_ALREADY_EXISTS when the module has a class of that name,
+// without regard to case. The answer is the class's atom (0xC000 and up, one per name whatever the
+// module), usable as its name where a class name is asked for: (LPCWSTR)(ULONG_PTR)atom. 0 with ERROR_CLASS_ALREADY_EXISTS when the module has a class of that name,
 // ERROR_INVALID_PARAMETER for a missing procedure or name.
 QN_WIN32_API ATOM WINAPI RegisterClassW(const WNDCLASSW *lpWndClass);
 // FALSE with ERROR_CLASS_DOES_NOT_EXIST for an unknown class, ERROR_CLASS_HAS_WINDOWS while a
