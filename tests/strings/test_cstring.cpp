@@ -61,7 +61,8 @@ TEST(CString, CopiesShareUntilOneOfThemWrites) {
   EXPECT_EQ(second.GetAllocLength(), 4);
   CString third;
   third = second;
-  third = third;  // self-assignment changes nothing
+  const CString &alias = third;
+  third = alias;  // self-assignment changes nothing
   EXPECT_EQ(Refs(second), 2);
   third = first;  // gives up one block, shares the other
   EXPECT_EQ(Refs(second), 1);
