@@ -192,7 +192,7 @@ class QNUTIL_API CString {
   // GetBuffer(0), then locks the block (refs -1) so it is never shared; the empty-shared string stays
   // as it is. Answers the text pointer.
   unsigned short *LockBuffer();
-  void UnlockBuffer();  // a locked string becomes owned (refs 1)
+  void UnlockBuffer();  // a locked string becomes owned (refs 1); any other is left as it is
 
   // ---- Formatting and string tables
 
