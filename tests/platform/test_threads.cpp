@@ -1,5 +1,6 @@
 // Conformance: _beginthreadex and the services of thread handles.
 #include <errno.h>
+#include <malloc.h>
 
 #include "platform/sync_helpers.h"
 
@@ -27,8 +28,10 @@ unsigned WINAPI WaitThenReturn(void *param) {
   work->id = GetCurrentThreadId();
   if (work->go) WaitForSingleObject(work->go, INFINITE);
   InterlockedIncrement(&work->counter);
+  // Once done is set, the work may be gone.
+  const unsigned result = work->result;
   if (work->done) SetEvent(work->done);
-  return work->result;
+  return result;
 }
 
 // Counts go's signals (an auto-reset event) until `result` of them, acknowledging each on done.
@@ -219,6 +222,25 @@ TEST(ThreadsConcurrent, EndthreadexGivesTheExitCode) {
   ScopedThread thread(EndItself, nullptr);
   EXPECT_EQ(WaitForSingleObject(thread, 5000), WAIT_OBJECT_0);
   EXPECT_EQ(thread.ExitCode(), 42u);
+}
+
+// Touches 12 MiB of stack, more than the default stack of either platform holds.
+unsigned WINAPI UseDeepStack(void *) {
+  constexpr size_t kDepth = size_t(12) << 20;
+  volatile char *bottom = static_cast<volatile char *>(alloca(kDepth));
+  for (size_t at = kDepth; at > 0; at -= 4096) bottom[at - 1] = 1;
+  return 3;
+}
+
+TEST(ThreadsConcurrent, StackSizeAboveTheDefaultIsGiven) {
+  unsigned id = 0;
+  HANDLE thread = reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 32u << 20, UseDeepStack, nullptr, 0, &id));
+  ASSERT_NE(thread, nullptr);
+  EXPECT_EQ(WaitForSingleObject(thread, 5000), WAIT_OBJECT_0);
+  DWORD code = 0;
+  EXPECT_TRUE(GetExitCodeThread(thread, &code));
+  EXPECT_EQ(code, 3u);
+  CloseHandle(thread);
 }
 
 // Set by a thread-local object's destructor: the handle is signalled only after it ran.
