@@ -163,6 +163,9 @@ TEST(ThreadsConcurrent, SuspendedWaiterTakesNoSignalUntilResumed) {
   SetEvent(go);
   EXPECT_EQ(WaitForSingleObject(done, 100), kTimeout);
   EXPECT_EQ(Read(work.counter), 1);
+  // The suspended waiter left the signal where it was.
+  EXPECT_EQ(WaitForSingleObject(go, 0), WAIT_OBJECT_0);
+  SetEvent(go);
   EXPECT_EQ(ResumeThread(thread), 2u);
   EXPECT_EQ(WaitForSingleObject(done, 100), kTimeout);
   EXPECT_EQ(ResumeThread(thread), 1u);

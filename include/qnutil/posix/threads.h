@@ -76,8 +76,8 @@ QN_WIN32_API __attribute__((noreturn)) void _endthreadex(unsigned retval);
 // no destructor of its frames runs); its thread-local objects are destroyed.
 QN_WIN32_API __attribute__((noreturn)) void WINAPI ExitThread(DWORD dwExitCode);
 
-// A pseudo-handle that names the calling thread in the functions of this header (not in the waits
-// or CloseHandle); it needs no closing.
+// A pseudo-handle that names the calling thread wherever a thread handle is taken (a wait on it
+// lasts as long as the thread); CloseHandle accepts it and does nothing.
 QN_WIN32_API HANDLE WINAPI GetCurrentThread(void);
 // The identifier of the thread that a handle names; 0 with ERROR_INVALID_HANDLE for a handle that
 // names no thread.
@@ -87,9 +87,10 @@ QN_WIN32_API DWORD WINAPI GetThreadId(HANDLE Thread);
 // for a handle that names no thread.
 QN_WIN32_API BOOL WINAPI GetExitCodeThread(HANDLE hThread, LPDWORD lpExitCode);
 
-// Both answer the previous suspend count, or (DWORD)-1 on failure (ERROR_INVALID_HANDLE; for
-// SuspendThread above MAXIMUM_SUSPEND_COUNT, ERROR_SIGNAL_REFUSED). ResumeThread at a count of 0
-// answers 0 and changes nothing; the thread runs again when the count comes back to 0.
+// Both answer the previous suspend count, or (DWORD)-1 on failure: ERROR_INVALID_HANDLE; for
+// SuspendThread, ERROR_SIGNAL_REFUSED at a count of MAXIMUM_SUSPEND_COUNT and ERROR_ACCESS_DENIED
+// on a thread that has ended. ResumeThread at a count of 0 answers 0 and changes nothing; the
+// thread runs again when the count comes back to 0.
 QN_WIN32_API DWORD WINAPI SuspendThread(HANDLE hThread);
 QN_WIN32_API DWORD WINAPI ResumeThread(HANDLE hThread);
 
@@ -99,6 +100,7 @@ QN_WIN32_API BOOL WINAPI SetThreadPriority(HANDLE hThread, int nPriority);
 // The remembered value (THREAD_PRIORITY_NORMAL at the start), or THREAD_PRIORITY_ERROR_RETURN.
 QN_WIN32_API int WINAPI GetThreadPriority(HANDLE hThread);
 
-// Signals the handle with dwExitCode at once, unless the thread has already ended (its exit code
-// then stays). The thread ends at its next stop point (see the head of this file).
+// Signals the handle with dwExitCode at once; the thread ends at its next stop point (see the head
+// of this file). On a thread that has already ended it answers TRUE and its exit code becomes
+// dwExitCode, as Wine answers.
 QN_WIN32_API BOOL WINAPI TerminateThread(HANDLE hThread, DWORD dwExitCode);
