@@ -273,6 +273,13 @@ void Field(Writer &w, const Spec &s, const char *lead, size_t leadLen, size_t bo
 char *Digits(unsigned long long v, unsigned base, bool upper, char *end) {
   const char *set = upper ? "0123456789ABCDEF" : "0123456789abcdef";
   char *p = end;
+  if (base == 10) {  // a constant divisor: a multiplication, not a division
+    do {
+      *--p = static_cast<char>('0' + v % 10);
+      v /= 10;
+    } while (v != 0);
+    return p;
+  }
   do {
     *--p = set[v % base];
     v /= base;
@@ -350,9 +357,13 @@ DoubleBits Decompose(double x) {
 
 // The exact decimal digits of a finite double: value = 0.d[0]d[1]...d[n-1] x 10^point, with no
 // trailing zero digits (n is 0 for zero). At most 767 significant digits (a subnormal's expansion).
+// Rounding needs only the digits up to the one after the last kept: the caller says how many
+// fraction positions (fixed form) or significant digits (exponent form) that is, and the common
+// values stop there; the rest of the expansion may be dropped.
 class Decimal {
  public:
-  explicit Decimal(const DoubleBits &b) : m_n(0), m_point(0) {
+  Decimal(const DoubleBits &b, int fractionNeeded, int significantNeeded)
+      : m_n(0), m_point(0), m_fractionNeeded(fractionNeeded), m_significantNeeded(significantNeeded) {
     unsigned long long m = b.frac;
     int e;
     if (b.exponent == 0) {
@@ -363,6 +374,10 @@ class Decimal {
     }
     if (m == 0) return;
     while ((m & 1) == 0) m >>= 1, ++e;
+    if (e >= -60 && e <= 11) {
+      Small(m, e);
+      return;
+    }
     Big n(m);
     if (e > 0) {
       for (; e >= 32; e -= 32) n.Mul(1ull << 32);
@@ -475,9 +490,38 @@ class Decimal {
     while (m_n > 0 && m_d[m_n - 1] == '0') --m_n;
   }
 
+  // The common values in 64-bit arithmetic: m x 2^e below 2^64 when e >= 0, and a fraction of at
+  // most 60 bits (times 10 still below 2^64) when e < 0. A fraction of k bits has exactly k
+  // decimal digits, so the loop ends with the last of them.
+  void Small(unsigned long long m, int e) {
+    char buf[20];
+    char *end = buf + sizeof buf;
+    const unsigned shift = e < 0 ? static_cast<unsigned>(-e) : 0;
+    const unsigned long long whole = e < 0 ? m >> shift : m << e;
+    if (whole != 0) {
+      const char *d = Digits(whole, 10, false, end);
+      m_n = static_cast<int>(end - d);
+      memcpy(m_d, d, static_cast<size_t>(m_n));
+    }
+    m_point = m_n;
+    const unsigned long long mask = (1ull << shift) - 1;
+    int positions = 0;
+    for (unsigned long long frac = m & mask; frac != 0; frac &= mask) {
+      if (positions >= m_fractionNeeded && m_n >= m_significantNeeded) break;
+      ++positions;
+      frac *= 10;
+      const char digit = static_cast<char>('0' + (frac >> shift));
+      if (m_n == 0 && digit == '0') --m_point;  // a zero before the first significant digit
+      else m_d[m_n++] = digit;
+    }
+    Trim();
+  }
+
   char m_d[800];
   int m_n;
   int m_point;
+  int m_fractionNeeded;
+  int m_significantNeeded;
 };
 
 // The exponent part: e or E, its sign, and at least three digits.
@@ -499,32 +543,33 @@ bool IsUpper(Unit conv) { return conv == 'E' || conv == 'G' || conv == 'A'; }
 // Infinities and NaNs as the runtime writes them: "1." and a fraction made of a marker ("#INF",
 // "#QNAN", "#IND") padded with zeros, cut to the precision and rounded like digits (so the code unit
 // before the cut goes up by one when the one at the cut is '5' or above).
-void FormatSpecial(Writer &w, const Spec &s, const DoubleBits &b, const char *lead, size_t leadLen) {
+void FormatSpecial(Writer &w, const Spec &s, const DoubleBits &b, const char *sign, size_t signLen) {
   const char *marker = b.frac == 0 ? "#INF" : b.negative ? "#IND" : "#QNAN";
   const size_t mlen = strlen(marker);
   const Unit c = s.conv | 0x20;
   size_t prec = s.precision >= 0 ? static_cast<size_t>(s.precision) : c == 'a' ? 13 : 6;
-  if (c == 'g' && prec > 0) --prec;
+  if (c == 'g') prec = prec == 0 ? 5 : prec - 1;  // a precision of 0 stands for the default here
   char frac[8];  // the marker part of the fraction, the rest being zeros
-  size_t fracMarker = prec < mlen ? prec : mlen;
+  const size_t fracMarker = prec < mlen ? prec : mlen;
   memcpy(frac, marker, fracMarker);
   if (prec < mlen && prec > 0 && marker[prec] >= '5') ++frac[prec - 1];
-  size_t fracZeros = prec - fracMarker;
-  if (c == 'g') fracZeros = 0;  // g drops trailing zeros, and # does not keep them here
+  // g drops the trailing zeros, and # does not keep them here.
+  const size_t fracZeros = c == 'g' ? 0 : prec - fracMarker;
   const size_t fracLen = fracMarker + fracZeros;
+  char lead[4];
+  memcpy(lead, sign, signLen);
+  size_t leadLen = signLen;
   char exp[8];
   size_t expLen = 0;
-  const char *head = "1";
-  size_t headLen = 1;
   if (c == 'e') expLen = ExponentText(exp, static_cast<char>(s.conv), 0, 3);
   if (c == 'a') {
-    head = s.conv == 'A' ? "0X1" : "0x1";
-    headLen = 3;
+    lead[leadLen++] = '0';
+    lead[leadLen++] = s.conv == 'A' ? 'X' : 'x';
     expLen = ExponentText(exp, s.conv == 'A' ? 'P' : 'p', 0, 1);
   }
-  const size_t body = headLen + (fracLen > 0 ? 1 : 0) + fracLen + expLen;
+  const size_t body = 1 + (fracLen > 0 ? 1 : 0) + fracLen + expLen;
   Field(w, s, lead, leadLen, body, true, [&] {
-    w.Ascii(head, headLen);
+    w.Put('1');
     if (fracLen > 0) w.Put('.');
     w.Ascii(frac, fracMarker);
     w.Repeat('0', fracZeros);
@@ -582,7 +627,9 @@ void FormatDouble(Writer &w, const Spec &s, double x) {
 
   const bool alt = (s.flags & kAlt) != 0;
   int prec = s.precision >= 0 ? s.precision : 6;
-  Decimal d(b);
+  // One digit beyond what is kept decides the rounding (precisions past 800 need every digit).
+  const int needed = prec < 800 ? prec + 2 : 800;
+  Decimal d(b, c == 'f' ? needed : 0, c == 'f' ? 0 : needed);
   bool fixed = c == 'f';
   bool trim = false;
   if (c == 'g') {

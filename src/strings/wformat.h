@@ -21,7 +21,8 @@
 //             rounded half away from zero: %.0f of 0.5 is "1", %.1f of 0.25 is "0.3".
 //   infinity  and NaN print as the runtime does: 1.#INF00, -1.#INF00, 1.#QNAN0 for a NaN with the
 //             sign clear, -1.#IND00 for one with the sign set; e adds e+000, g drops trailing zeros,
-//             a smaller precision rounds the text itself (%.2f of an infinity is 1.#J); # is ignored.
+//             a smaller precision rounds the text itself (%.2f of an infinity is 1.#J); # is ignored,
+//             and so is a g precision of 0.
 //   a A       hexadecimal floating point with 13 digits by default, the leading digit 0 for zero and
 //             subnormal values (exponent -1022), rounding that may carry into it (0x2.00p+0).
 //   p         the pointer in upper-case hexadecimal with all its digits: 8 on 32-bit builds, 16 on
