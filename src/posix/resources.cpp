@@ -4,8 +4,8 @@
 #include "qnutil/posix/sync.h"
 #include "qnutil/posix/winerror.h"
 
-QN_WIN32_API int WINAPI LoadStringW(HINSTANCE, UINT, LPWSTR lpBuffer, int cchBufferMax) {
-  if (lpBuffer != nullptr && cchBufferMax > 0) lpBuffer[0] = 0;
-  SetLastError(ERROR_RESOURCE_NAME_NOT_FOUND);
+QN_WIN32_API int WINAPI LoadStringW(HINSTANCE, UINT, LPWSTR lpBuffer, int) {
+  // Windows looks for the module's resources only once it has somewhere to put the text.
+  if (lpBuffer != nullptr) SetLastError(ERROR_RESOURCE_DATA_NOT_FOUND);
   return 0;
 }

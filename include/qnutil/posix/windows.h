@@ -14,4 +14,5 @@
 #include "qnutil/posix/gdi.h"
 #include "qnutil/posix/files.h"
 #include "qnutil/posix/resources.h"
+#include "qnutil/posix/formatmessage.h"
 #include "qnutil/posix/winuser.h"
