@@ -196,8 +196,8 @@ InsertType ParseType(const WCHAR *p, const WCHAR *end) {
   return t;
 }
 
-// Formats one conversion ("%" + flags + conversion, with size letters when given) with the stars
-// and the value that follow; answers the code units written to out.
+// Appends one conversion (flags, size letters and conversion, without the '%') formatted with the
+// stars and the value that follow.
 void FormatSpec(Text &out, const WCHAR *spec, size_t cchSpec, ...) {
   WCHAR small[128];
   va_list args;

@@ -17,6 +17,18 @@ class LocalBlock {
   LPWSTR m_p;
 };
 
+// Ends a variable-argument list however the formatting ends.
+class VaListEnd {
+ public:
+  explicit VaListEnd(va_list &args) : m_args(args) {}
+  ~VaListEnd() { va_end(m_args); }
+  VaListEnd(const VaListEnd &) = delete;
+  VaListEnd &operator=(const VaListEnd &) = delete;
+
+ private:
+  va_list &m_args;
+};
+
 // Formats with the platform's formatter into str. Every failure of the formatter, an empty result
 // included, throws COOMExcep before str is touched: callers cannot tell the causes apart, and the
 // library reports no other kind of failure by exception.
@@ -34,13 +46,8 @@ void FormatMessageInto(CString &str, const unsigned short *lpszFormat, va_list *
 void CString::FormatMessageW(const unsigned short *lpszFormat, ...) {
   va_list args;
   va_start(args, lpszFormat);
-  try {
-    FormatMessageInto(*this, lpszFormat, &args);
-  } catch (...) {
-    va_end(args);
-    throw;
-  }
-  va_end(args);
+  const VaListEnd end(args);
+  FormatMessageInto(*this, lpszFormat, &args);
 }
 
 void CString::FormatMessageW(unsigned int nFormatID, ...) {
@@ -48,11 +55,6 @@ void CString::FormatMessageW(unsigned int nFormatID, ...) {
   strFormat.LoadStringW(nFormatID);
   va_list args;
   va_start(args, nFormatID);
-  try {
-    FormatMessageInto(*this, strFormat, &args);
-  } catch (...) {
-    va_end(args);
-    throw;
-  }
-  va_end(args);
+  const VaListEnd end(args);
+  FormatMessageInto(*this, strFormat, &args);
 }

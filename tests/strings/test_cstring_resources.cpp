@@ -66,25 +66,23 @@ std::u16string TextOf(size_t length) {
   return s;
 }
 
-// The first attempt holds 254 code units; a text that fills it is read again at 512, 768, ...
+// The first attempt holds 254 code units; a text that fills it is read again at 512, 768, ... A
+// missing text (length 0 here) leaves the empty string.
 TEST(CStringResources, LoadStringGrowsPastTheFirstAttempt) {
   struct Row {
     size_t length;
     std::vector<int> capacities;
-    int allocLength;  // the string's block afterwards
+    int allocLength;  // the string's block afterwards (the old one, 3, keeps the empty text)
     long allocations;
   };
   const Row rows[] = {
-      {254, {256}, 254, 1},
-      {255, {256, 512}, 511, 1},
-      {256, {256, 512}, 511, 1},
-      {600, {256, 512, 768}, 767, 2},
+      {0, {256}, 3, 0}, {254, {256}, 254, 1}, {255, {256, 512}, 511, 1}, {256, {256, 512}, 511, 1}, {600, {256, 512, 768}, 767, 2},
   };
   for (const Row &row : rows) {
-    FakeStringTable table({{7, TextOf(row.length)}});
-    CString s;
+    FakeStringTable table(row.length ? std::map<UINT, std::u16string>{{7, TextOf(row.length)}} : std::map<UINT, std::u16string>{});
+    CString s(AsU(u"old"));
     HeapFaults faults;
-    EXPECT_EQ(s.LoadStringW(7), 1) << row.length;
+    EXPECT_EQ(s.LoadStringW(7), row.length ? 1 : 0) << row.length;
     EXPECT_EQ(Text(s), TextOf(row.length)) << row.length;
     EXPECT_EQ(table.TakeCapacities(), row.capacities) << row.length;
     EXPECT_EQ(s.GetAllocLength(), row.allocLength) << row.length;
@@ -92,22 +90,9 @@ TEST(CStringResources, LoadStringGrowsPastTheFirstAttempt) {
   }
 }
 
-TEST(CStringResources, MissingTextGivesTheEmptyString) {
-  FakeStringTable table({{7, u"seven"}});
-  CString s(AsU(u"old"));
-  EXPECT_EQ(s.LoadStringW(8), 0);
-  EXPECT_EQ(Text(s), u"");
-  EXPECT_EQ(table.TakeCapacities(), std::vector<int>{256});
-  // Without a table of any kind, as the library ships.
-  {
-    FakeStringTable none({});
-    EXPECT_EQ(CString(reinterpret_cast<const unsigned short *>(7)).GetLength(), 0);
-  }
-  EXPECT_EQ(Text(CString(reinterpret_cast<const unsigned short *>(7))), u"seven");
-}
-
-TEST(CStringResources, FormatsFromTheTable) {
+TEST(CStringResources, ConstructsAndFormatsFromTheTable) {
   FakeStringTable table({{1, u"%d-%s"}, {2, u"%1 and %2"}, {3, u"%1!d!|%2!-3s!|"}});
+  EXPECT_EQ(Text(CString(reinterpret_cast<const unsigned short *>(2))), u"%1 and %2");
   CString s;
   s.Format(1u, 42, AsU(u"x"));
   EXPECT_EQ(Text(s), u"42-x");
@@ -119,23 +104,15 @@ TEST(CStringResources, FormatsFromTheTable) {
   EXPECT_EQ(Text(s), u"5|z  |");
 }
 
-TEST(CStringResources, FormatMessageFromText) {
-  CString s(AsU(u"old"));
-  CString other(s);
-  s.FormatMessageW(AsU(u"%1 and %2%n%3!04x!"), AsU(u"x"), AsU(u"y"), 0x2a);
-  EXPECT_EQ(Text(s), u"x and y\r\n002a");
-  EXPECT_EQ(Text(other), u"old");
-}
-
 // Any failure of the platform's formatter is an out-of-memory exception that leaves the string as
 // it was: an empty format, a missing format identifier, a malformed format.
-TEST(CStringResources, FormatterFailuresThrowAndLeaveTheString) {
+TEST(CStringResources, FormatMessageThrowsOnAnyFormatterFailure) {
   FakeStringTable table({{2, u"%1 and %2"}});
   CString s(AsU(u"old"));
+  CString other(s);
   const HeapFaults faults;
   const std::vector<std::function<void()>> failing = {
       [&] { s.FormatMessageW(AsU(u"")); },
-      [&] { s.FormatMessageW(AsU(u"%0x")); },
       [&] { s.FormatMessageW(AsU(u"50%")); },
       [&] { s.FormatMessageW(8u, AsU(u"x")); },
   };
@@ -149,6 +126,9 @@ TEST(CStringResources, FormatterFailuresThrowAndLeaveTheString) {
     EXPECT_EQ(Text(s), u"old");
   }
   EXPECT_EQ(faults.LiveBlocks(), 0);
+  s.FormatMessageW(AsU(u"%1 and %2%n%3!04x!"), AsU(u"x"), AsU(u"y"), 0x2a);
+  EXPECT_EQ(Text(s), u"x and y\r\n002a");
+  EXPECT_EQ(Text(other), u"old");
 }
 
 // Heap exhaustion in the identifier form: loading the format fails before anything changes; the
