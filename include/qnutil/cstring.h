@@ -207,7 +207,7 @@ class QNUTIL_API CString {
   // Replaces the text by the string table's text nID of the library's resource module (the empty
   // text when there is none). Answers 1 when a non-empty text was loaded, else 0. Texts of up to 254
   // code units cost one block of their own size; longer ones are read again into buffers growing by
-  // 256 code units.
+  // 256 code units. Out of memory leaves the string empty, as an assignment does.
   int LoadStringW(unsigned int nID);
 
  protected:

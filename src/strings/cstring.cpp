@@ -446,11 +446,18 @@ int CString::LoadStringW(unsigned int nID) {
     return nLoaded > 0 ? 1 : 0;
   }
   // The text filled the first attempt and may be longer: read it again until a size leaves room.
-  for (int nSize = kFirst + kStep;; nSize += kStep) {
-    unsigned short *pch = GetBuffer(nSize - 1);
-    nLoaded = ::LoadStringW(hInst, nID, qn::AsW(pch), nSize);
-    if (nLoaded <= 0) pch[0] = 0;
-    if (nSize - nLoaded > 1) break;
+  // A later buffer that cannot be had leaves a half-read text behind its old length: the string
+  // is given up then, as an assignment that fails leaves it.
+  try {
+    for (int nSize = kFirst + kStep;; nSize += kStep) {
+      unsigned short *pch = GetBuffer(nSize - 1);
+      nLoaded = ::LoadStringW(hInst, nID, qn::AsW(pch), nSize);
+      if (nLoaded <= 0) pch[0] = 0;
+      if (nSize - nLoaded > 1) break;
+    }
+  } catch (...) {
+    Release();
+    throw;
   }
   ReleaseBuffer(-1);
   return nLoaded > 0 ? 1 : 0;
