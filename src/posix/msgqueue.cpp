@@ -24,8 +24,7 @@ Registry &Queues() noexcept {
   return *registry;
 }
 
-// The calling thread's queue; its destructor ends the thread's messaging for the threads that the
-// subset did not start (theirs is ended earlier, before their handle is signalled).
+// The calling thread's queue; its destructor ends the thread's messaging.
 struct ThreadMessaging {
   QueuePtr queue;
   ~ThreadMessaging() { EndThreadMessaging(); }
@@ -110,28 +109,23 @@ bool MessageQueue::IsSignalledLocked() const noexcept {
   return waitInputAvailable_ && (WakeBitsLocked() & waitMask_) != 0;
 }
 
-MessageQueue::Posted MessageQueue::Post(const MSG &msg) noexcept {
+template <class Items, class Item>
+MessageQueue::Posted MessageQueue::Append(Items &items, const Item &item, DWORD kinds) noexcept {
   auto lock = LockCore();
   if (closed_) return Posted::Closed;
   try {
-    posted_.push_back(msg);
+    items.push_back(item);
   } catch (const std::bad_alloc &) {
     return Posted::NoMemory;
   }
-  ArrivedLocked(kPostedKinds);
+  ArrivedLocked(kinds);
   return Posted::Yes;
 }
 
+MessageQueue::Posted MessageQueue::Post(const MSG &msg) noexcept { return Append(posted_, msg, kPostedKinds); }
+
 MessageQueue::Posted MessageQueue::EnqueueSent(const SentPtr &sent) noexcept {
-  auto lock = LockCore();
-  if (closed_) return Posted::Closed;
-  try {
-    sent_.push_back(sent);
-  } catch (const std::bad_alloc &) {
-    return Posted::NoMemory;
-  }
-  ArrivedLocked(QS_SENDMESSAGE);
-  return Posted::Yes;
+  return Append(sent_, sent, QS_SENDMESSAGE);
 }
 
 void MessageQueue::Quit(int exitCode) noexcept {
@@ -391,15 +385,7 @@ DWORD WINAPI MsgWaitForMultipleObjectsEx(DWORD nCount, const HANDLE *pHandles, D
   }
   qn::posix::ObjectPtr refs[MAXIMUM_WAIT_OBJECTS];
   qn::posix::Waitable *objects[MAXIMUM_WAIT_OBJECTS];
-  for (DWORD i = 0; i < nCount; ++i) {
-    refs[i] = qn::posix::LookupHandle(pHandles[i]);
-    if (!refs[i]) return WAIT_FAILED;
-    objects[i] = refs[i]->AsWaitable();
-    if (!objects[i]) {
-      SetLastError(ERROR_INVALID_HANDLE);
-      return WAIT_FAILED;
-    }
-  }
+  if (!qn::posix::LookupWaitables(nCount, pHandles, refs, objects)) return WAIT_FAILED;
   QueuePtr queue = CurrentQueue();
   if (!queue) return WAIT_FAILED;
   queue->ArmForInput(dwWakeMask, (dwFlags & MWMO_INPUTAVAILABLE) != 0);

@@ -117,23 +117,9 @@ DWORD WaitForWaitables(Waitable *const *objects, DWORD count, bool waitAll, DWOR
   return result;
 }
 
-ObjectPtr CurrentProcessObject() noexcept {
-  static const ObjectPtr *process = new ObjectPtr(std::make_shared<ProcessObject>());
-  return *process;
-}
-
-}  // namespace qn::posix
-
-namespace {
-
-using qn::posix::ObjectPtr;
-using qn::posix::Waitable;
-
-// Looks up the handles of a wait: the objects, with the references that keep them alive during
-// it. FALSE with ERROR_INVALID_HANDLE when a handle is not open or names nothing waitable.
-bool LookupWaitables(DWORD count, const HANDLE *handles, ObjectPtr *refs, Waitable **objects) {
+bool LookupWaitables(DWORD count, const HANDLE *handles, ObjectPtr *refs, Waitable **objects) noexcept {
   for (DWORD i = 0; i < count; ++i) {
-    refs[i] = qn::posix::LookupHandle(handles[i]);
+    refs[i] = LookupHandle(handles[i]);
     if (!refs[i]) return false;
     objects[i] = refs[i]->AsWaitable();
     if (!objects[i]) {
@@ -144,7 +130,12 @@ bool LookupWaitables(DWORD count, const HANDLE *handles, ObjectPtr *refs, Waitab
   return true;
 }
 
-}  // namespace
+ObjectPtr CurrentProcessObject() noexcept {
+  static const ObjectPtr *process = new ObjectPtr(std::make_shared<ProcessObject>());
+  return *process;
+}
+
+}  // namespace qn::posix
 
 extern "C" {
 
@@ -162,9 +153,9 @@ DWORD WINAPI WaitForMultipleObjects(DWORD nCount, const HANDLE *lpHandles, BOOL 
     SetLastError(ERROR_NOACCESS);
     return WAIT_FAILED;
   }
-  ObjectPtr refs[MAXIMUM_WAIT_OBJECTS];
-  Waitable *objects[MAXIMUM_WAIT_OBJECTS];
-  if (!LookupWaitables(nCount, lpHandles, refs, objects)) return WAIT_FAILED;
+  qn::posix::ObjectPtr refs[MAXIMUM_WAIT_OBJECTS];
+  qn::posix::Waitable *objects[MAXIMUM_WAIT_OBJECTS];
+  if (!qn::posix::LookupWaitables(nCount, lpHandles, refs, objects)) return WAIT_FAILED;
   return qn::posix::WaitForWaitables(objects, nCount, bWaitAll != FALSE, dwMilliseconds);
 }
 

@@ -3,8 +3,9 @@
 //
 // Queues. A thread gets its queue the first time it calls one of these services (a window
 // creation, a Peek/Get, a wait on input); PostThreadMessageW to a thread that has none fails with
-// ERROR_INVALID_THREAD_ID. A thread's windows are destroyed and its queue goes when the thread
-// ends; messages still in it are dropped, and threads waiting for a reply from it get 0.
+// ERROR_INVALID_THREAD_ID. When a thread ends, its windows are destroyed without a message to
+// their procedures (as Windows does: the thread can no longer run them) and its queue goes with
+// the messages still in it; threads waiting for an answer from it get 0.
 //
 // Windows. No drawing, no input devices, no desktop: a window is a procedure, a class, a parent
 // or owner, a style and some storage. Message-only windows (parent HWND_MESSAGE), ordinary
@@ -20,7 +21,10 @@
 // deadlock). MsgWaitForMultipleObjects only reports that something was sent (QS_SENDMESSAGE).
 //
 // Limits: MSG.pt is always (0, 0), as there is no cursor; there is no posted-message quota; no
-// timers, paint or hotkey input are ever generated, so those QS_ bits never rise.
+// timers, paint, hotkey or device input are ever generated, so those QS_ bits never rise. Creation
+// sends WM_NCCREATE and WM_CREATE only (Windows also sends WM_GETMINMAXINFO, WM_NCCALCSIZE and,
+// to some windows, WM_SIZE and WM_MOVE). A window's parent and owner must belong to the creating
+// thread, so that destroying a window never runs a procedure on another thread.
 #pragma once
 
 #include "qnutil/posix/windef.h"
@@ -236,38 +240,45 @@ typedef struct tagCREATESTRUCTW {
 
 // Window classes belong to the module given as hInstance (NULL: the main program) and are named
 // without regard to case. The answer is the class's atom (0xC000 and up, one per name whatever the
-// module), usable as its name where a class name is asked for: (LPCWSTR)(ULONG_PTR)atom. 0 with ERROR_CLASS_ALREADY_EXISTS when the module has a class of that name,
-// ERROR_INVALID_PARAMETER for a missing procedure or name.
+// module), usable as its name where a class name is asked for: (LPCWSTR)(ULONG_PTR)atom. 0 with
+// ERROR_CLASS_ALREADY_EXISTS when the module has a class of that name, ERROR_INVALID_PARAMETER for
+// a missing name. A class without a procedure gets DefWindowProcW's answers.
 QN_WIN32_API ATOM WINAPI RegisterClassW(const WNDCLASSW *lpWndClass);
 // FALSE with ERROR_CLASS_DOES_NOT_EXIST for an unknown class, ERROR_CLASS_HAS_WINDOWS while a
 // window of the class exists.
 QN_WIN32_API BOOL WINAPI UnregisterClassW(LPCWSTR lpClassName, HINSTANCE hInstance);
 
 // Creates a window owned by the calling thread. WM_NCCREATE then WM_CREATE reach its procedure,
-// both with a CREATESTRUCTW; creation fails (NULL) when WM_NCCREATE answers 0 or WM_CREATE -1, and
-// the window is then destroyed as Windows does it. hWndParent: HWND_MESSAGE for a message-only
-// window, the parent of a WS_CHILD window (required: ERROR_TLW_WITH_WSCHILD otherwise), the owner
-// of any other window, or NULL. hMenu of a child window is its identifier (GWLP_ID). Errors:
-// ERROR_CANNOT_FIND_WND_CLASS, ERROR_INVALID_WINDOW_HANDLE for a bad parent.
+// both with a CREATESTRUCTW of the arguments (hwndParent as given, HWND_MESSAGE included); creation
+// fails (NULL) when WM_NCCREATE answers 0 or WM_CREATE -1, and the window then gets WM_NCDESTROY
+// only, as on Windows. hWndParent: HWND_MESSAGE for a message-only window, the parent of a WS_CHILD
+// window (required: ERROR_TLW_WITH_WSCHILD otherwise), the owner of any other window (its top-level
+// ancestor), or NULL. hMenu of a child window is its identifier (GWLP_ID). Errors:
+// ERROR_CANNOT_FIND_WND_CLASS (Wine answers ERROR_CLASS_DOES_NOT_EXIST), ERROR_INVALID_WINDOW_HANDLE
+// for a bad parent, ERROR_ACCESS_DENIED for a parent of another thread.
 QN_WIN32_API HWND WINAPI CreateWindowExW(DWORD dwExStyle, LPCWSTR lpClassName, LPCWSTR lpWindowName,
                                          DWORD dwStyle, int X, int Y, int nWidth, int nHeight,
                                          HWND hWndParent, HMENU hMenu, HINSTANCE hInstance, LPVOID lpParam);
 #define CreateWindowW(cls, name, style, x, y, w, h, parent, menu, inst, param) \
   CreateWindowExW(0, cls, name, style, x, y, w, h, parent, menu, inst, param)
 
-// Sends WM_DESTROY to the window and then to its descendants (parents first), then destroys the
-// windows it owns, then sends WM_NCDESTROY to the descendants and the window (children first).
-// Messages posted to these windows are dropped. Only the owning thread may destroy a window:
-// FALSE with ERROR_ACCESS_DENIED from another thread, ERROR_INVALID_WINDOW_HANDLE for a bad one.
+// Destroys the windows that the window owns, each as a whole; takes the focus away (WM_KILLFOCUS)
+// if it is in the window's family; sends WM_DESTROY to the window and then to its descendants
+// (parents first), then WM_NCDESTROY to the descendants and the window (children first). Messages
+// posted to these windows are dropped. Only the owning thread may destroy a window: FALSE with
+// ERROR_ACCESS_DENIED from another thread, ERROR_INVALID_WINDOW_HANDLE for a bad one (Wine answers
+// ERROR_ACCESS_DENIED there too).
 QN_WIN32_API BOOL WINAPI DestroyWindow(HWND hWnd);
-// Non-zero while hWnd names a window that has not been destroyed (from any thread).
+// Non-zero while hWnd names a window that has not been destroyed (from any thread);
+// ERROR_INVALID_WINDOW_HANDLE otherwise.
 QN_WIN32_API BOOL WINAPI IsWindow(HWND hWnd);
 // TRUE when hWndParent is an ancestor of hWnd through WS_CHILD links.
 QN_WIN32_API BOOL WINAPI IsChild(HWND hWndParent, HWND hWnd);
 // The thread that owns the window (0 for a bad one), and its process through lpdwProcessId.
 QN_WIN32_API DWORD WINAPI GetWindowThreadProcessId(HWND hWnd, LPDWORD lpdwProcessId);
 
-// The default answers: TRUE to WM_NCCREATE, DestroyWindow on WM_CLOSE, 0 to everything else.
+// The default answers: TRUE to WM_NCCREATE with a CREATESTRUCTW, DestroyWindow on WM_CLOSE, 0 to
+// everything else.
 QN_WIN32_API LRESULT WINAPI DefWindowProcW(HWND hWnd, UINT Msg, WPARAM wParam, LPARAM lParam);
 // Calls a procedure that GetWindowLongPtrW(GWLP_WNDPROC) answered, for subclassing.
 QN_WIN32_API LRESULT WINAPI CallWindowProcW(WNDPROC lpPrevWndFunc, HWND hWnd, UINT Msg, WPARAM wParam,
@@ -275,8 +286,8 @@ QN_WIN32_API LRESULT WINAPI CallWindowProcW(WNDPROC lpPrevWndFunc, HWND hWnd, UI
 
 // A window's storage: GWLP_WNDPROC, GWLP_HINSTANCE, GWLP_ID, GWL_STYLE, GWL_EXSTYLE, GWLP_USERDATA,
 // or a byte offset into the class's cbWndExtra bytes (pointer-sized slots). Set answers the old
-// value. 0 with ERROR_INVALID_INDEX for an index outside these, ERROR_INVALID_WINDOW_HANDLE for a
-// bad window, and ERROR_ACCESS_DENIED when another thread's window is changed.
+// value; any thread may change any window. 0 with ERROR_INVALID_INDEX for an index outside these,
+// ERROR_INVALID_WINDOW_HANDLE for a bad window.
 QN_WIN32_API LONG_PTR WINAPI GetWindowLongPtrW(HWND hWnd, int nIndex);
 QN_WIN32_API LONG_PTR WINAPI SetWindowLongPtrW(HWND hWnd, int nIndex, LONG_PTR dwNewLong);
 
@@ -291,9 +302,11 @@ QN_WIN32_API HWND WINAPI SetFocus(HWND hWnd);
 QN_WIN32_API HWND WINAPI GetDlgItem(HWND hDlg, int nIDDlgItem);
 
 // Appends a message to the queue of the window's thread (hWnd NULL: the calling thread's, as a
-// thread message). FALSE with ERROR_INVALID_WINDOW_HANDLE for a bad window.
+// thread message). FALSE with ERROR_INVALID_WINDOW_HANDLE for a bad window, ERROR_MESSAGE_SYNC_ONLY
+// for a message whose parameters point to data (WM_CREATE, WM_SETTEXT and the like).
 QN_WIN32_API BOOL WINAPI PostMessageW(HWND hWnd, UINT Msg, WPARAM wParam, LPARAM lParam);
-// FALSE with ERROR_INVALID_THREAD_ID when the thread does not exist or has no queue yet.
+// FALSE with ERROR_INVALID_THREAD_ID when the thread has no queue yet or does not exist (for an
+// identifier that no live thread has, Wine answers ERROR_INVALID_PARAMETER).
 QN_WIN32_API BOOL WINAPI PostThreadMessageW(DWORD idThread, UINT Msg, WPARAM wParam, LPARAM lParam);
 // The procedure's answer; see the head of this file for other threads' windows. 0 with
 // ERROR_INVALID_WINDOW_HANDLE for a bad window, 0 when the receiving thread ends before answering.
@@ -320,13 +333,16 @@ QN_WIN32_API BOOL WINAPI TranslateMessage(const MSG *lpMsg);
 // Calls the procedure of lpMsg->hwnd and answers its result; 0 for thread messages (hwnd NULL)
 // and, with ERROR_INVALID_WINDOW_HANDLE, for a bad window.
 QN_WIN32_API LRESULT WINAPI DispatchMessageW(const MSG *lpMsg);
-// The keyboard interface of a dialog: 0 when lpMsg is not for hDlg or one of its descendants.
-// Otherwise the message is consumed (non-zero): WM_KEYDOWN of VK_TAB moves the focus to the next
-// WS_TABSTOP child of hDlg, VK_RETURN sends WM_COMMAND of the default button (DM_GETDEFID) or
-// IDOK to hDlg, VK_ESCAPE WM_COMMAND of IDCANCEL, unless the control that has the message answers
-// WM_GETDLGCODE with DLGC_WANTTAB / DLGC_WANTMESSAGE; any other message is translated and
-// dispatched here. (A small part of Windows' dialog manager: no mnemonics, no arrow-key groups, no
-// shift-tab.)
+// The keyboard interface of a dialog. As on Windows, any window can be hDlg: there is no test of
+// its class. 0 when lpMsg is not for hDlg or one of its descendants (thread messages included).
+// Otherwise, for WM_KEYDOWN the control the message is for is asked WM_GETDLGCODE; unless it
+// answers DLGC_WANTTAB (for Tab) or DLGC_WANTMESSAGE: VK_TAB moves the focus to the next WS_TABSTOP,
+// visible and enabled child of hDlg (0, message left alone, when there is none), VK_RETURN sends
+// hDlg WM_COMMAND of its default button (DM_GETDEFID with DC_HASDEFID) or IDOK, VK_ESCAPE
+// WM_COMMAND of IDCANCEL (lParam: the child with that identifier, if any). Every other message of
+// hDlg's family is translated and dispatched here, and the answer is non-zero: the caller must not
+// dispatch it again. (A small part of Windows' dialog manager: no mnemonics, no arrow-key groups,
+// no shift-tab.)
 QN_WIN32_API BOOL WINAPI IsDialogMessageW(HWND hDlg, LPMSG lpMsg);
 
 // HIWORD: the kinds of input (QS_) in the calling thread's queue; LOWORD: the kinds that arrived

@@ -95,6 +95,9 @@ class MessageQueue final : public Waitable {
 
  private:
   DWORD WakeBitsLocked() const noexcept;
+  // Adds a posted or sent message unless the queue is closed.
+  template <class Items, class Item>
+  Posted Append(Items &items, const Item &item, DWORD kinds) noexcept;
   // An arrival: the changed bits rise, the owner's waits look again.
   void ArrivedLocked(DWORD kinds) noexcept;
   void CompleteLocked(SentMessage &sent, LRESULT result) noexcept;
@@ -125,9 +128,9 @@ QueuePtr CurrentQueue() noexcept;
 QueuePtr QueueOfThread(DWORD threadId) noexcept;
 
 // Destroys the calling thread's windows without a message (as Windows does for a thread that
-// ended) and closes its queue. The thread-start code calls it as a thread ends, before the thread
-// object is signalled; threads that the subset did not start get it from a thread-local
-// destructor. Harmless to repeat.
+// ended) and closes its queue. A thread-local destructor calls it as every thread ends; for the
+// threads that _beginthreadex started it runs before their thread object is signalled, since that
+// object's thread-local record is made first and so destroyed last. Harmless to repeat.
 void EndThreadMessaging() noexcept;
 
 // --- The window side (windows.cpp) ---

@@ -24,12 +24,13 @@
 //   no effect on satisfaction (it stays signalled, like a manual-reset event). The thread's exit
 //   path does { auto lock = LockCore(); ended = true; WakeWaitersLocked(); }, so
 //   WaitForSingleObject(hThread) and waits mixing threads and events work as they are.
-// - A message queue is a Waitable that belongs to its thread. It keeps the wake mask of the wait in
-//   progress and a flag "input arrived that the owner has not been told of", both under the core
-//   lock. IsSignalledLocked() answers whether such input matches the mask; OnWaitSatisfiedLocked()
-//   clears the flag, so the next wait sleeps until newer input, as MsgWaitForMultipleObjects does.
-//   Posting takes the core lock (after the queue's own lock, never the other way round), appends,
-//   sets the flag and calls WakeWaitersLocked(). MsgWaitForMultipleObjects(n, handles, all, ms,
+// - A message queue (internal/msgqueue.h) is a Waitable that belongs to its thread, with all of
+//   its state under the core lock. It keeps the wake mask of the wait in progress and the kinds of
+//   input that arrived since the owner last looked (Peek, Get, GetQueueStatus). IsSignalledLocked()
+//   answers whether such input matches the mask; a satisfied wait changes nothing, since on Windows
+//   (checked against Wine) only a look makes input old: a second MsgWaitForMultipleObjects with
+//   no look in between answers at once again. Posting takes the core lock, appends, records the
+//   kind and calls WakeWaitersLocked(). MsgWaitForMultipleObjects(n, handles, all, ms,
 //   mask) sets the mask under the core lock and calls WaitForWaitables with the n objects followed
 //   by the queue: an answer of WAIT_OBJECT_0 + n means input, as on Windows, and "all" means all
 //   the objects and input.
@@ -80,6 +81,10 @@ std::unique_lock<std::mutex> LockCore() noexcept;
 // the call (it holds their ObjectPtr) and passes 1 to kMaxWaitables of them (otherwise WAIT_FAILED
 // with ERROR_INVALID_PARAMETER); the last error is otherwise left alone.
 DWORD WaitForWaitables(Waitable *const *objects, DWORD count, bool waitAll, DWORD milliseconds) noexcept;
+
+// Looks up the handles of a wait: the objects, with the references that keep them alive during
+// it. False with ERROR_INVALID_HANDLE when a handle is not open or names nothing waitable.
+bool LookupWaitables(DWORD count, const HANDLE *handles, ObjectPtr *refs, Waitable **objects) noexcept;
 
 // The object that the pseudo-handle of the current process names: waitable, and never signalled
 // while the process runs.
