@@ -8,5 +8,7 @@
 #include "qnutil/fixedstring.h"
 #include "qnutil/frame.h"
 #include "qnutil/handles.h"
+#include "qnutil/msgloop.h"
 #include "qnutil/paths.h"
 #include "qnutil/text.h"
+#include "qnutil/thread.h"

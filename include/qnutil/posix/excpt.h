@@ -7,6 +7,8 @@
 #define EXCEPTION_CONTINUE_SEARCH 0
 #define EXCEPTION_CONTINUE_EXECUTION (-1)
 #define EXCEPTION_MAXIMUM_PARAMETERS 15
+// ExceptionFlags: the faulting code cannot resume.
+#define EXCEPTION_NONCONTINUABLE 0x1
 
 typedef struct _EXCEPTION_RECORD {
   DWORD ExceptionCode;

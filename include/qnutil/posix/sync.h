@@ -18,6 +18,21 @@ QN_WIN32_API void WINAPI SetLastError(DWORD dwErrCode);
 // nothing, and a wait on it lasts as long as the process.
 QN_WIN32_API BOOL WINAPI CloseHandle(HANDLE hObject);
 
+#define DUPLICATE_CLOSE_SOURCE 0x00000001
+#define DUPLICATE_SAME_ACCESS 0x00000002
+
+// The pseudo-handle of the current process (INVALID_HANDLE_VALUE, as on Windows).
+QN_WIN32_API HANDLE WINAPI GetCurrentProcess(void);
+// A second handle to the object behind hSourceHandle (pseudo-handles included: the duplicate of
+// GetCurrentThread() names the calling thread for good), closed separately. Both process handles
+// must name the current process (the only one the subset knows): ERROR_INVALID_HANDLE otherwise,
+// and for a source that is not open. Access rights are not modelled (dwDesiredAccess and
+// DUPLICATE_SAME_ACCESS change nothing), nor inheritance. DUPLICATE_CLOSE_SOURCE closes the source,
+// even when the call fails. Limit: lpTargetHandle must not be NULL (ERROR_INVALID_PARAMETER).
+QN_WIN32_API BOOL WINAPI DuplicateHandle(HANDLE hSourceProcessHandle, HANDLE hSourceHandle,
+                                         HANDLE hTargetProcessHandle, LPHANDLE lpTargetHandle,
+                                         DWORD dwDesiredAccess, BOOL bInheritHandle, DWORD dwOptions);
+
 // Interlocked operations answer the new value (Increment, Decrement) or the old one (the others).
 inline LONG InterlockedIncrement(LONG volatile *p) { return __atomic_add_fetch(p, 1, __ATOMIC_SEQ_CST); }
 inline LONG InterlockedDecrement(LONG volatile *p) { return __atomic_sub_fetch(p, 1, __ATOMIC_SEQ_CST); }
