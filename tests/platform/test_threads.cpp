@@ -61,8 +61,8 @@ unsigned WINAPI SleepForever(void *) {
 // A thread handle that is closed, and its thread ended if a failed test left it running.
 class ScopedThread {
  public:
-  ScopedThread(_beginthreadex_proc_type proc, void *arg, unsigned flags = 0)
-      : handle_(reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, proc, arg, flags, &id_))) {
+  ScopedThread(_beginthreadex_proc_type proc, void *arg, unsigned flags = 0, unsigned stack = 0)
+      : handle_(reinterpret_cast<HANDLE>(_beginthreadex(nullptr, stack, proc, arg, flags, &id_))) {
     EXPECT_NE(handle_, nullptr) << "errno " << errno;
   }
   ~ScopedThread() {
@@ -87,37 +87,26 @@ class ScopedThread {
   HANDLE handle_;
 };
 
-TEST(ThreadsConcurrent, ExitCodeIsStillActiveUntilTheProcedureReturns) {
+TEST(ThreadsConcurrent, HandleIsSignalledWithTheExitCodeWhenTheProcedureReturns) {
   for (unsigned result : {0u, 7u, 0xB1B0B1B0u, 0xFFFFFFFFu}) {
-    ScopedEvent go(true, false);
+    ScopedEvent go(true, false), never(true, false), set(true, true);
     Work work;
     work.go = go;
     work.result = result;
     ScopedThread thread(WaitThenReturn, &work);
-    EXPECT_EQ(WaitForSingleObject(thread, 0), kTimeout);
+    HANDLE any[2] = {never, thread};
+    HANDLE all[2] = {thread, set};
+    EXPECT_EQ(WaitForMultipleObjects(2, all, TRUE, 0), kTimeout);
     EXPECT_EQ(thread.ExitCode(), static_cast<DWORD>(STILL_ACTIVE));
     SetEvent(go);
-    EXPECT_EQ(WaitForSingleObject(thread, 5000), WAIT_OBJECT_0);
+    EXPECT_EQ(WaitForMultipleObjects(2, any, FALSE, 5000), WAIT_OBJECT_0 + 1);
     // Signalled for good, like a manual-reset event.
-    EXPECT_EQ(WaitForSingleObject(thread, 0), WAIT_OBJECT_0);
+    EXPECT_EQ(WaitForMultipleObjects(2, all, TRUE, 0), WAIT_OBJECT_0);
     EXPECT_EQ(thread.ExitCode(), result);
     EXPECT_EQ(thread.Id(), work.id);
     EXPECT_EQ(GetThreadId(thread), work.id);
     EXPECT_NE(work.id, GetCurrentThreadId());
   }
-}
-
-TEST(ThreadsConcurrent, ThreadHandlesMixWithEventsInWaits) {
-  ScopedEvent go(true, false), never(true, false), set(true, true);
-  Work work;
-  work.go = go;
-  ScopedThread thread(WaitThenReturn, &work);
-  HANDLE any[2] = {never, thread};
-  HANDLE all[2] = {thread, set};
-  EXPECT_EQ(WaitForMultipleObjects(2, all, TRUE, 0), kTimeout);
-  SetEvent(go);
-  EXPECT_EQ(WaitForMultipleObjects(2, any, FALSE, 5000), WAIT_OBJECT_0 + 1);
-  EXPECT_EQ(WaitForMultipleObjects(2, all, TRUE, 0), WAIT_OBJECT_0);
 }
 
 TEST(ThreadsConcurrent, CreateSuspendedRunsNothingUntilTheCountIsZero) {
@@ -236,14 +225,9 @@ unsigned WINAPI UseDeepStack(void *) {
 }
 
 TEST(ThreadsConcurrent, StackSizeAboveTheDefaultIsGiven) {
-  unsigned id = 0;
-  HANDLE thread = reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 32u << 20, UseDeepStack, nullptr, 0, &id));
-  ASSERT_NE(thread, nullptr);
+  ScopedThread thread(UseDeepStack, nullptr, 0, 32u << 20);
   EXPECT_EQ(WaitForSingleObject(thread, 5000), WAIT_OBJECT_0);
-  DWORD code = 0;
-  EXPECT_TRUE(GetExitCodeThread(thread, &code));
-  EXPECT_EQ(code, 3u);
-  CloseHandle(thread);
+  EXPECT_EQ(thread.ExitCode(), 3u);
 }
 
 // Set by a thread-local object's destructor: the handle is signalled only after it ran.
