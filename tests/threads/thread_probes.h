@@ -105,7 +105,7 @@ class ProbeThread : public CThread {
 };
 
 // A creator of probe windows that records every call the loop thread makes.
-class ProbeCreator : public ICreateWindow {
+class ProbeCreator final : public ICreateWindow {
  public:
   WindowProbe probe;
   bool failCreate = false;
