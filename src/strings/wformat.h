@@ -37,9 +37,9 @@
 //   %         "%%" prints one %; a % conversion after flags, width, precision or size prints nothing.
 //   other     an unknown conversion character prints itself, without padding, and takes no argument;
 //             a format that ends inside a conversion ends there.
-//   Z         a counted string (Length in bytes, MaximumLength, Buffer: UNICODE_STRING, or
-//             ANSI_STRING with h), printed as s would print its Length bytes; a NULL structure or
-//             buffer prints "(null)".
+//   Z         a counted string (Length in bytes, MaximumLength, Buffer): UNICODE_STRING, whose
+//             Length / 2 code units print as s prints text, or ANSI_STRING with h, whose Length
+//             bytes print as hs does; a NULL structure or buffer prints "(null)".
 //
 // A '*' width or precision is read from the arguments as an int; a negative width means '-' and its
 // magnitude, a negative precision means none.
@@ -74,11 +74,13 @@ size_t FormatSpecW(unsigned short *out, size_t capacity, const unsigned short *s
 //   d i o u x X p    the larger of 32 and width + precision
 //   e E f g G a A    the larger of 128 and width + precision
 //   n, %, any other  0
-// where a missing precision counts 0. Arguments are read exactly as FormatW reads them, conversion
-// by conversion, so the two never disagree on which argument is which. covers tells whether the
-// total is known to hold the text: false when some conversion may need more than its item (a large
-// %f, a precision beyond 29 digits with a sign or prefix, an unknown conversion character that
-// prints itself). args is not changed.
+// where a missing precision counts 0 and a given precision of 0 still cuts (a text is never read
+// past what prints). Specifications are read with FormatW's own grammar (flags, one width, a
+// precision, sizes), so every argument is read exactly as FormatW reads it: 64 bits for ll, I64 and
+// j, pointer-sized for I, z and t, a counted string for Z. covers tells whether the total is known
+// to hold the text: false when some conversion may print more than its item (a %f of a value
+// beyond about 1e118, an integer precision above 30 with little width, an unknown conversion
+// character, which prints itself). args is not changed.
 struct Estimate {
   size_t total;
   bool covers;
