@@ -2,6 +2,7 @@
 // wait on input counts as new, and messages sent across threads.
 #include <atomic>
 #include <thread>
+#include <tuple>
 
 #include "platform/sync_helpers.h"
 #include "platform/window_helpers.h"
@@ -9,6 +10,8 @@
 namespace {
 
 using qntest::DrainQueue;
+using qntest::ErrorOf;
+using qntest::MakeMsg;
 using qntest::Recorder;
 using qntest::ScopedEvent;
 using qntest::TestWindow;
@@ -26,20 +29,13 @@ TEST(MessageQueue, PostedMessagesComeInOrderWithTheirFields) {
   ASSERT_TRUE(PostMessageW(window, WM_USER + 1, 11, 12));
   ASSERT_TRUE(PostMessageW(nullptr, WM_USER + 2, 21, 22));
   ASSERT_TRUE(PostThreadMessageW(GetCurrentThreadId(), WM_APP, 31, 32));
-  const struct {
-    HWND hwnd;
-    UINT message;
-    WPARAM wParam;
-    LPARAM lParam;
-  } expected[] = {{window, WM_USER + 1, 11, 12}, {nullptr, WM_USER + 2, 21, 22}, {nullptr, WM_APP, 31, 32}};
-  for (const auto &e : expected) {
+  for (const MSG &e : {MakeMsg(window, WM_USER + 1, 11, 12), MakeMsg(nullptr, WM_USER + 2, 21, 22),
+                       MakeMsg(nullptr, WM_APP, 31, 32)}) {
     MSG msg{};
     ASSERT_TRUE(PeekMessageW(&msg, nullptr, 0, 0, PM_NOREMOVE));
     ASSERT_TRUE(GetMessageW(&msg, nullptr, 0, 0));
-    EXPECT_EQ(msg.hwnd, e.hwnd);
-    EXPECT_EQ(msg.message, e.message);
-    EXPECT_EQ(msg.wParam, e.wParam);
-    EXPECT_EQ(msg.lParam, e.lParam);
+    EXPECT_EQ(std::make_tuple(msg.hwnd, msg.message, msg.wParam, msg.lParam),
+              std::make_tuple(e.hwnd, e.message, e.wParam, e.lParam));
     EXPECT_LE(msg.time - before, GetTickCount() - before);
   }
   MSG msg;
@@ -111,23 +107,16 @@ TEST(MessageQueue, Errors) {
     TestWindow window(recorder);
     gone = window;
     PostMessageW(window, WM_USER, 0, 0);
-    SetLastError(0);
-    EXPECT_FALSE(PostMessageW(window, WM_SETTEXT, 0, 0)) << "a message carrying a pointer cannot be posted";
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_MESSAGE_SYNC_ONLY));
+    // A message whose parameters point to data cannot be posted.
+    EXPECT_EQ(ErrorOf([&] { EXPECT_FALSE(PostMessageW(window, WM_SETTEXT, 0, 0)); }),
+              static_cast<DWORD>(ERROR_MESSAGE_SYNC_ONLY));
   }
   EXPECT_FALSE(PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE)) << "a destroyed window's messages are dropped";
-  SetLastError(0);
-  EXPECT_FALSE(PostMessageW(gone, WM_USER, 0, 0));
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_WINDOW_HANDLE));
-  SetLastError(0);
-  EXPECT_FALSE(PeekMessageW(&msg, gone, 0, 0, PM_REMOVE));
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_WINDOW_HANDLE));
-  SetLastError(0);
-  EXPECT_EQ(GetMessageW(&msg, gone, 0, 0), -1);
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_WINDOW_HANDLE));
-  SetLastError(0);
-  EXPECT_EQ(SendMessageW(gone, WM_USER, 0, 0), 0);
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_WINDOW_HANDLE));
+  const DWORD invalid = ERROR_INVALID_WINDOW_HANDLE;
+  EXPECT_EQ(ErrorOf([&] { EXPECT_FALSE(PostMessageW(gone, WM_USER, 0, 0)); }), invalid);
+  EXPECT_EQ(ErrorOf([&] { EXPECT_FALSE(PeekMessageW(&msg, gone, 0, 0, PM_REMOVE)); }), invalid);
+  EXPECT_EQ(ErrorOf([&] { EXPECT_EQ(GetMessageW(&msg, gone, 0, 0), -1); }), invalid);
+  EXPECT_EQ(ErrorOf([&] { EXPECT_EQ(SendMessageW(gone, WM_USER, 0, 0), 0); }), invalid);
 }
 
 // Input wakes a wait once the owner has not looked at it: a look (Peek, Get, GetQueueStatus)
@@ -179,9 +168,8 @@ TEST(MessageQueue, WaitsMixObjectsAndInput) {
   ScopedEvent closed(true, false);
   closed.Close();
   HANDLE bad[] = {closed.ClosedValue()};
-  SetLastError(0);
-  EXPECT_EQ(MsgWaitForMultipleObjects(1, bad, FALSE, 0, QS_ALLINPUT), WAIT_FAILED);
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+  EXPECT_EQ(ErrorOf([&] { EXPECT_EQ(MsgWaitForMultipleObjects(1, bad, FALSE, 0, QS_ALLINPUT), WAIT_FAILED); }),
+            static_cast<DWORD>(ERROR_INVALID_HANDLE));
 }
 
 struct Sync {
@@ -204,9 +192,8 @@ TEST(MessagesConcurrent, PostThreadMessageNeedsAQueue) {
     EXPECT_EQ(msg.message, static_cast<UINT>(WM_USER + 9));
   });
   WaitForSingleObject(sync.ready, INFINITE);
-  SetLastError(0);
-  EXPECT_FALSE(PostThreadMessageW(thread, WM_USER, 0, 0));
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_THREAD_ID));
+  EXPECT_EQ(ErrorOf([&] { EXPECT_FALSE(PostThreadMessageW(thread, WM_USER, 0, 0)); }),
+            static_cast<DWORD>(ERROR_INVALID_THREAD_ID));
   SetEvent(sync.go);
   WaitForSingleObject(sync.done, INFINITE);
   EXPECT_TRUE(PostThreadMessageW(thread, WM_USER + 9, 0, 0));
@@ -318,21 +305,6 @@ TEST(MessagesConcurrent, SendToAThreadThatEndsAnswersZero) {
   sender.join();
   EXPECT_EQ(answer, 0);
   EXPECT_TRUE(recorder.Of({WM_USER + 1}).empty());
-}
-
-TEST(MessagesConcurrent, PostsFromAnotherThreadWakeTheOwner) {
-  DrainQueue();
-  const DWORD owner = GetCurrentThreadId();
-  std::thread poster([&] {
-    for (int i = 0; i < 100; ++i) PostThreadMessageW(owner, WM_USER, static_cast<WPARAM>(i), 0);
-  });
-  EXPECT_EQ(MsgWaitForMultipleObjects(0, nullptr, FALSE, 5000, QS_POSTMESSAGE), WAIT_OBJECT_0);
-  for (int i = 0; i < 100; ++i) {
-    MSG msg{};
-    ASSERT_EQ(GetMessageW(&msg, nullptr, 0, 0), TRUE);
-    EXPECT_EQ(msg.wParam, static_cast<WPARAM>(i));
-  }
-  poster.join();
 }
 
 }  // namespace

@@ -4,12 +4,13 @@
 // owned and ordinary top-level windows run natively only.
 #include <thread>
 
-#include "platform/sync_helpers.h"
 #include "platform/window_helpers.h"
 
 namespace {
 
 using qntest::DrainQueue;
+using qntest::ErrorOf;
+using qntest::MakeMsg;
 using qntest::Recorder;
 using qntest::TestWindow;
 
@@ -52,52 +53,15 @@ TEST(WindowClasses, RegistrationIsPerModuleAndName) {
   HWND window = CreateWindowExW(0, reinterpret_cast<LPCWSTR>(static_cast<ULONG_PTR>(atom)), nullptr, 0, 0, 0, 0,
                                 0, HWND_MESSAGE, nullptr, nullptr, nullptr);
   ASSERT_NE(window, nullptr) << "a class by its atom, error " << GetLastError();
-  SetLastError(0);
-  EXPECT_FALSE(UnregisterClassW(wc.lpszClassName, Self()));
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_CLASS_HAS_WINDOWS));
+  EXPECT_EQ(ErrorOf([&] { EXPECT_FALSE(UnregisterClassW(wc.lpszClassName, Self())); }),
+            static_cast<DWORD>(ERROR_CLASS_HAS_WINDOWS));
   EXPECT_TRUE(DestroyWindow(window));
   EXPECT_TRUE(UnregisterClassW(wc.lpszClassName, Self()));
-  SetLastError(0);
-  EXPECT_FALSE(UnregisterClassW(wc.lpszClassName, Self()));
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_CLASS_DOES_NOT_EXIST));
+  EXPECT_EQ(ErrorOf([&] { EXPECT_FALSE(UnregisterClassW(wc.lpszClassName, Self())); }),
+            static_cast<DWORD>(ERROR_CLASS_DOES_NOT_EXIST));
   // Windows answers ERROR_CANNOT_FIND_WND_CLASS, Wine ERROR_CLASS_DOES_NOT_EXIST.
   EXPECT_EQ(CreateWindowExW(0, wc.lpszClassName, nullptr, 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr, nullptr),
             nullptr);
-}
-
-TEST(Windows, CreationSendsNcCreateThenCreate) {
-  // What the two creation messages carried.
-  struct Capture {
-    static CREATESTRUCTW *Seen() {
-      static CREATESTRUCTW seen[2];
-      return seen;
-    }
-    static LRESULT CALLBACK Proc(HWND h, UINT m, WPARAM w, LPARAM l) {
-      if (m == WM_NCCREATE || m == WM_CREATE) Seen()[m == WM_CREATE] = *reinterpret_cast<CREATESTRUCTW *>(l);
-      return DefWindowProcW(h, m, w, l);
-    }
-  };
-  WNDCLASSW wc{};
-  wc.lpfnWndProc = Capture::Proc;
-  wc.lpszClassName = qn::AsW(u"qnutil-create-test");
-  ASSERT_NE(RegisterClassW(&wc), 0);
-  int params = 0;
-  HWND window = CreateWindowExW(0, wc.lpszClassName, nullptr, WS_TABSTOP, 1, 2, 3, 4, HWND_MESSAGE, nullptr,
-                                nullptr, &params);
-  ASSERT_NE(window, nullptr);
-  for (int i = 0; i < 2; ++i) {
-    const CREATESTRUCTW &cs = Capture::Seen()[i];
-    EXPECT_EQ(cs.lpCreateParams, static_cast<LPVOID>(&params));
-    EXPECT_EQ(cs.style, static_cast<LONG>(WS_TABSTOP));
-  }
-  EXPECT_EQ(GetWindowThreadProcessId(window, nullptr), GetCurrentThreadId());
-  EXPECT_TRUE(DestroyWindow(window));
-  EXPECT_TRUE(UnregisterClassW(wc.lpszClassName, nullptr));
-
-  Recorder recorder;
-  TestWindow recorded(recorder);
-  EXPECT_EQ(recorder.Of({WM_NCCREATE, WM_CREATE, WM_DESTROY, WM_NCDESTROY}),
-            (std::vector<UINT>{WM_NCCREATE, WM_CREATE}));
 }
 
 TEST(Windows, CreationFailsOnTheProceduresAnswer) {
@@ -117,18 +81,23 @@ TEST(Windows, CreationFailsOnTheProceduresAnswer) {
     EXPECT_EQ(recorder.Of({WM_NCCREATE, WM_CREATE, WM_DESTROY, WM_NCDESTROY}), c.seen);
     EXPECT_FALSE(IsWindow(recorder.Last(WM_NCCREATE).hwnd));
   }
+  Recorder recorder;
+  EXPECT_EQ(ErrorOf([&] { EXPECT_EQ(static_cast<HWND>(TestWindow(recorder, nullptr, WS_CHILD)), nullptr); }),
+            static_cast<DWORD>(ERROR_TLW_WITH_WSCHILD))
+      << "a child window needs a parent";
 }
 
-TEST(Windows, DestructionSendsDestroyThenNcDestroy) {
+TEST(Windows, CreationAndDestructionMessages) {
   Recorder recorder;
   HWND gone;
   {
     TestWindow window(recorder);
     gone = window;
     EXPECT_TRUE(IsWindow(window));
-    recorder.Clear();
+    EXPECT_EQ(GetWindowThreadProcessId(window, nullptr), GetCurrentThreadId());
   }
-  EXPECT_EQ(recorder.Of({WM_DESTROY, WM_NCDESTROY}), (std::vector<UINT>{WM_DESTROY, WM_NCDESTROY}));
+  const std::vector<UINT> lifetime = {WM_NCCREATE, WM_CREATE, WM_DESTROY, WM_NCDESTROY};
+  EXPECT_EQ(recorder.Of({WM_NCCREATE, WM_CREATE, WM_DESTROY, WM_NCDESTROY}), lifetime);
   EXPECT_FALSE(IsWindow(gone));
   // Windows answers ERROR_INVALID_WINDOW_HANDLE, Wine ERROR_ACCESS_DENIED.
   EXPECT_FALSE(DestroyWindow(gone));
@@ -156,43 +125,25 @@ TEST(WindowsConcurrent, OnlyTheOwningThreadDestroys) {
   EXPECT_TRUE(IsWindow(window));
 }
 
-TEST(Windows, StorageAndSubclassing) {
+TEST(Windows, Storage) {
   Recorder recorder;
   TestWindow window(recorder);
+  // The test procedure keeps lpCreateParams there at WM_NCCREATE.
   EXPECT_EQ(GetWindowLongPtrW(window, GWLP_USERDATA), reinterpret_cast<LONG_PTR>(&recorder));
   // The class's extra bytes: two pointer-sized slots.
   EXPECT_EQ(SetWindowLongPtrW(window, sizeof(LONG_PTR), 77), 0);
   EXPECT_EQ(SetWindowLongPtrW(window, sizeof(LONG_PTR), 78), 77);
   EXPECT_EQ(GetWindowLongPtrW(window, sizeof(LONG_PTR)), 78);
   for (int bad : {static_cast<int>(2 * sizeof(LONG_PTR)), 1000, -1000}) {
-    SetLastError(0);
-    EXPECT_EQ(GetWindowLongPtrW(window, bad), 0);
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_INDEX)) << bad;
+    EXPECT_EQ(ErrorOf([&] { EXPECT_EQ(GetWindowLongPtrW(window, bad), 0); }), static_cast<DWORD>(ERROR_INVALID_INDEX))
+        << bad;
   }
-
-  struct Sub {
-    static WNDPROC &Previous() {
-      static WNDPROC previous;
-      return previous;
-    }
-    static LRESULT CALLBACK Proc(HWND h, UINT m, WPARAM w, LPARAM l) {
-      return m == WM_USER + 1 ? 42 : CallWindowProcW(Previous(), h, m, w, l);
-    }
-  };
-  Sub::Previous() = reinterpret_cast<WNDPROC>(
-      SetWindowLongPtrW(window, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&Sub::Proc)));
-  EXPECT_EQ(Sub::Previous(), &qntest::RecordingProc);
-  EXPECT_EQ(SendMessageW(window, WM_USER + 1, 0, 0), 42);
-  EXPECT_EQ(SendMessageW(window, WM_USER + 2, 0, 0), 1002);
 }
 
 TEST(Windows, DispatchCallsTheProcedure) {
   Recorder recorder;
   TestWindow window(recorder);
-  MSG msg{};
-  msg.hwnd = window;
-  msg.message = WM_USER + 5;
-  msg.wParam = 3;
+  MSG msg = MakeMsg(window, WM_USER + 5, 3);
   EXPECT_EQ(DispatchMessageW(&msg), 1005);
   EXPECT_EQ(recorder.Last(WM_USER + 5).wParam, 3u);
   msg.hwnd = nullptr;
@@ -203,9 +154,7 @@ TEST(Windows, DispatchCallsTheProcedure) {
     gone = temporary;
   }
   msg.hwnd = gone;
-  SetLastError(0);
-  EXPECT_EQ(DispatchMessageW(&msg), 0);
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_WINDOW_HANDLE));
+  EXPECT_EQ(ErrorOf([&] { EXPECT_EQ(DispatchMessageW(&msg), 0); }), static_cast<DWORD>(ERROR_INVALID_WINDOW_HANDLE));
 }
 
 TEST(Windows, TranslatePostsTheTypedCharacter) {
@@ -225,11 +174,7 @@ TEST(Windows, TranslatePostsTheTypedCharacter) {
       {WM_USER, 'A', FALSE, 0, 0},
   };
   for (const auto &c : cases) {
-    MSG key{};
-    key.hwnd = window;
-    key.message = c.message;
-    key.wParam = c.key;
-    key.lParam = 0x001E0001;
+    const MSG key = MakeMsg(window, c.message, c.key, 0x001E0001);
     EXPECT_EQ(TranslateMessage(&key), c.answer) << std::hex << c.message << ' ' << c.key;
     MSG msg{};
     const BOOL posted = PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE);
@@ -291,10 +236,7 @@ TEST(Windows, DialogKeysOfAWindowWithoutControls) {
     recorder.Clear();
     recorder.dlgCode = c.dlgCode;
     recorder.defId = c.defId;
-    MSG msg{};
-    msg.hwnd = dialog;
-    msg.message = c.message;
-    msg.wParam = c.key;
+    MSG msg = MakeMsg(dialog, c.message, c.key);
     EXPECT_EQ(IsDialogMessageW(dialog, &msg), c.answer) << std::hex << c.message << ' ' << c.key;
     EXPECT_EQ(recorder.Of({WM_GETDLGCODE, DM_GETDEFID, WM_COMMAND, WM_KEYDOWN, WM_KEYUP, WM_USER + 9}), c.seen)
         << std::hex << c.message << ' ' << c.key;
@@ -304,10 +246,7 @@ TEST(Windows, DialogKeysOfAWindowWithoutControls) {
     DrainQueue();
   }
   recorder.Clear();
-  MSG msg{};
-  msg.hwnd = other;
-  msg.message = WM_KEYDOWN;
-  msg.wParam = VK_ESCAPE;
+  MSG msg = MakeMsg(other, WM_KEYDOWN, VK_ESCAPE);
   EXPECT_FALSE(IsDialogMessageW(dialog, &msg));
   msg.hwnd = nullptr;
   EXPECT_FALSE(IsDialogMessageW(dialog, &msg));
@@ -326,9 +265,8 @@ TEST(WindowTree, DestructionOrderOfChildrenAndOwnedWindows) {
   EXPECT_TRUE(IsChild(parent, grandchild));
   EXPECT_FALSE(IsChild(parent, owned));
   EXPECT_EQ(GetDlgItem(parent, 11), static_cast<HWND>(child));
-  SetLastError(0);
-  EXPECT_EQ(GetDlgItem(parent, 12), nullptr) << "only direct children";
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_CONTROL_ID_NOT_FOUND));
+  // Only direct children.
+  EXPECT_EQ(ErrorOf([&] { EXPECT_EQ(GetDlgItem(parent, 12), nullptr); }), static_cast<DWORD>(ERROR_CONTROL_ID_NOT_FOUND));
 
   // A window filter takes the window's descendants too.
   DrainQueue();
@@ -352,11 +290,6 @@ TEST(WindowTree, DestructionOrderOfChildrenAndOwnedWindows) {
     EXPECT_FALSE(IsWindow(w));
   }
 
-  SetLastError(0);
-  EXPECT_EQ(CreateWindowExW(0, qntest::TestClass(), nullptr, WS_CHILD, 0, 0, 0, 0, nullptr, nullptr, nullptr,
-                            &recorder),
-            nullptr);
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_TLW_WITH_WSCHILD));
 }
 
 TEST(WindowTree, TabMovesTheFocusAmongTheDialogsControls) {
@@ -366,9 +299,7 @@ TEST(WindowTree, TabMovesTheFocusAmongTheDialogsControls) {
   TestWindow first(recorder, dialog, control | WS_TABSTOP, 1), skipped(recorder, dialog, control, 3),
       second(recorder, dialog, control | WS_TABSTOP, 2);
   SetFocus(first);
-  MSG tab{};
-  tab.message = WM_KEYDOWN;
-  tab.wParam = VK_TAB;
+  MSG tab = MakeMsg(nullptr, WM_KEYDOWN, VK_TAB);
   for (HWND expected : {static_cast<HWND>(second), static_cast<HWND>(first)}) {
     tab.hwnd = GetFocus();
     EXPECT_TRUE(IsDialogMessageW(dialog, &tab));
@@ -381,15 +312,6 @@ TEST(WindowTree, TabMovesTheFocusAmongTheDialogsControls) {
   EXPECT_TRUE(IsDialogMessageW(dialog, &enter));
   EXPECT_EQ(recorder.Last(WM_COMMAND).hwnd, static_cast<HWND>(dialog));
   EXPECT_EQ(recorder.Last(WM_COMMAND).lParam, reinterpret_cast<LPARAM>(static_cast<HWND>(first)));
-}
-
-TEST(WindowTree, WindowsAreNotKernelObjects) {
-  Recorder recorder;
-  TestWindow window(recorder);
-  HANDLE asHandle = reinterpret_cast<HANDLE>(static_cast<HWND>(window));
-  EXPECT_FALSE(CloseHandle(asHandle));
-  EXPECT_EQ(WaitForSingleObject(asHandle, 0), WAIT_FAILED);
-  EXPECT_TRUE(IsWindow(window));
 }
 
 #endif

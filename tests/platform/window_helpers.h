@@ -115,6 +115,23 @@ class TestWindow {
   HWND hwnd_;
 };
 
+// The last error that a call leaves.
+template <class Call>
+DWORD ErrorOf(Call call) {
+  SetLastError(0);
+  call();
+  return GetLastError();
+}
+
+inline MSG MakeMsg(HWND hwnd, UINT message, WPARAM wParam = 0, LPARAM lParam = 0) {
+  MSG msg{};
+  msg.hwnd = hwnd;
+  msg.message = message;
+  msg.wParam = wParam;
+  msg.lParam = lParam;
+  return msg;
+}
+
 // Removes every message from the calling thread's queue.
 inline int DrainQueue() {
   MSG msg;

@@ -318,9 +318,9 @@ QN_WIN32_API void WINAPI PostQuitMessage(int nExitCode);
 // Delivers the messages sent to the calling thread (all of them, whatever the filters), then
 // looks for a posted message: hWnd NULL for all of the thread's messages, (HWND)-1 for thread
 // messages only, otherwise that window and its descendants; wMsgFilterMin..Max for a range (0, 0:
-// all; min > max: everything outside max+1..min-1). wRemoveMsg: PM_REMOVE or PM_NOREMOVE, with
-// PM_QS_ bits to limit the kinds serviced. WM_QUIT comes when nothing else matches. FALSE when
-// nothing was found; also with ERROR_INVALID_WINDOW_HANDLE for a bad hWnd.
+// all; min > max: nothing, as Wine answers). wRemoveMsg: PM_REMOVE or PM_NOREMOVE, with PM_QS_
+// bits to limit the kinds serviced. WM_QUIT comes when no posted message matches, whatever the
+// filters. FALSE when nothing was found; also with ERROR_INVALID_WINDOW_HANDLE for a bad hWnd.
 QN_WIN32_API BOOL WINAPI PeekMessageW(LPMSG lpMsg, HWND hWnd, UINT wMsgFilterMin, UINT wMsgFilterMax,
                                       UINT wRemoveMsg);
 // Waits for a message as PeekMessageW(PM_REMOVE) finds it, delivering sent messages meanwhile.
