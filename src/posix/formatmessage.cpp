@@ -31,6 +31,8 @@ const size_t kNone = static_cast<size_t>(-1);
 // further star as the next value after those kept (kept too), and then the value itself afresh from
 // the list, and keeps the value in place of the last one kept. Odd as that is for inserts that come
 // out of order, it is what programs written against Windows see, so the subset does the same.
+// Values are uint64_t rather than ULONGLONG: the subset gives ULONGLONG Windows' 8-byte alignment,
+// which va_arg on i386 must not apply to the list.
 class InsertArguments {
  public:
   InsertArguments(va_list *args, bool isArray)
@@ -40,7 +42,7 @@ class InsertArguments {
 
   // Fills values with the stars of insert n and then its value (count in all); the value is read
   // 64 bits wide when wide is set.
-  void Fetch(int n, int count, bool wide, ULONGLONG *values) {
+  void Fetch(int n, int count, bool wide, uint64_t *values) {
     if (m_array != nullptr) {
       for (int i = 0; i < count; ++i) values[i] = m_array[n - 1 + i];
       return;
@@ -56,16 +58,16 @@ class InsertArguments {
   }
 
  private:
-  ULONGLONG Read(bool wide) { return wide ? va_arg(*m_list, ULONGLONG) : va_arg(*m_list, ULONG_PTR); }
+  uint64_t Read(bool wide) { return wide ? va_arg(*m_list, uint64_t) : va_arg(*m_list, ULONG_PTR); }
 
-  ULONGLONG Kept(int n, bool wide) {
+  uint64_t Kept(int n, bool wide) {
     while (static_cast<int>(m_kept.size()) < n) m_kept.push_back(Read(wide && static_cast<int>(m_kept.size()) == n - 1));
     return m_kept[n - 1];
   }
 
   va_list *m_list;
   const ULONG_PTR *m_array;
-  std::vector<ULONGLONG> m_kept;
+  std::vector<uint64_t> m_kept;
 };
 
 // ---- Output
@@ -227,10 +229,10 @@ Text Widen(const char *text, int cb) {
 
 // Formats insert n with its type into out.
 void FormatTyped(const InsertType &t, int n, InsertArguments &args, Text &out) {
-  ULONGLONG v[3] = {0, 0, 0};
+  uint64_t v[3] = {0, 0, 0};
   args.Fetch(n, t.stars + 1, t.fetch64, v);
   const int star1 = static_cast<int>(v[0]), star2 = static_cast<int>(v[1]);
-  const ULONGLONG value = v[t.stars];
+  const uint64_t value = v[t.stars];
 
   // The spec handed to the formatter: the flags as written, then a size it reads unambiguously.
   Text spec(t.flags, t.flags + t.cchFlags);
