@@ -35,8 +35,9 @@ class ICreateWindow {
 
 // A CThread whose thread creates a window through an ICreateWindow and services its messages
 // (IsDialogMessageW first, then TranslateMessage and DispatchMessageW) until the stop event is
-// signalled or the window has gone. Started with Start only, never with the inherited FStart:
-// the loop needs a creator. FStop, FIsIdle, HThread and the rest are inherited unchanged.
+// signalled or the window has gone. Started with Start: the loop needs a creator, and a thread
+// started through the inherited FStart before any Start ends at once, without a window. FStop,
+// FIsIdle, HThread and the rest are inherited unchanged.
 //
 // The window handle is stored under the window lock once the window has been made, and cleared
 // under it before the creator destroys the window; DestroyHWND itself runs outside the lock. So a

@@ -69,7 +69,8 @@ class QNUTIL_API CThread {
   bool FShouldStop();
   // The stop event, for ThreadMain to wait on beside its own objects. Owned by the object.
   HANDLE HEvStop() const { return m_hevStop(); }
-  // The thread handle held now, NULL when none. Owned by the object.
+  // The thread handle held now, NULL when none. Owned by the object. Both it and ThreadID are
+  // stored before the thread runs its first instruction, so the worker may read them at once.
   HANDLE HThread() const { return m_hThread(); }
   // The identifier of the thread last started; 0 before the first start and after FStop.
   DWORD ThreadID() const { return m_dwThreadId; }

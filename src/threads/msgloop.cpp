@@ -34,6 +34,7 @@ HWND CMsgLoopThread::LockHWND() {
 void CMsgLoopThread::ReleaseHWND() { m_csWindow.Unlock(); }
 
 void CMsgLoopThread::ThreadMain() {
+  if (m_pCreator == NULL) return;  // started through FStart: there is nobody to make a window
   const HWND hwnd = m_pCreator->HCreateWindow();
   m_csWindow.Lock();
   m_hwnd = hwnd;
@@ -66,7 +67,7 @@ void CMsgLoopThread::OnShutdown() {
   const HWND hwnd = m_hwnd;
   m_hwnd = NULL;
   m_csWindow.Unlock();
-  m_pCreator->DestroyHWND(hwnd);
+  if (m_pCreator != NULL) m_pCreator->DestroyHWND(hwnd);
 }
 
 CLockHWND::CLockHWND(CMsgLoopThread *pThread) : m_pThread(pThread), m_hwnd(pThread->LockHWND()) {}

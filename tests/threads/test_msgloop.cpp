@@ -130,6 +130,16 @@ TEST(MsgLoopConcurrent, DestroyingTheObjectStopsTheLoopFirst) {
   EXPECT_FALSE(IsWindow(creator.created.load()));
 }
 
+TEST(MsgLoopConcurrent, AThreadWithoutACreatorEndsAtOnce) {
+  CMsgLoopThread loop;
+  ASSERT_TRUE(loop.FStart());
+  ThreadWatch watch(loop.HThread());
+  ASSERT_TRUE(watch.Ended());
+  EXPECT_EQ(watch.ExitCode(), 0u);
+  EXPECT_EQ(loop.LockHWND(), nullptr);
+  loop.ReleaseHWND();
+}
+
 // Posted messages: the send-only mask leaves them, any other mask dispatches them.
 TEST(HandleMessages, TheSendOnlyMaskLeavesPostedMessages) {
   WindowProbe probe;
