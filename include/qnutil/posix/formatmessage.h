@@ -23,7 +23,8 @@
 // Inserts and escapes, in the message text:
 //   %1 .. %99     argument n as UTF-16 text; %1!type! formats it with a printf type (d i u x X o
 //                 c C s S p, flags, width, precision, * and .*, sizes h l w I I32 I64); at most
-//                 30 code units between the marks
+//                 30 code units between the marks; 8-bit text and characters (S, C, hs, hc)
+//                 are widened through the ANSI code page, and a NULL text prints "(null)"
 //   %0            ends the message here, without a line break
 //   %n  %r  %t    CR LF, a lone CR, a tab
 //   %x            any other character x stands for itself: %% %. %! and "% " (a space that is
@@ -36,8 +37,9 @@
 // the next one as the value. Otherwise Arguments points at a va_list, read as Windows reads it:
 // each argument is one pointer-sized value (an I64 type reads 64 bits for its own insert), fetched
 // in order up to the highest insert used so far and kept, so that inserts may repeat and come in
-// any order; an insert with * takes its first star from its own position and reads the rest and
-// the value afresh from the list, which then stands at the insert's last position. A va_list can
+// any order; an insert with * takes its first star as a plain insert would, any further star as
+// the value after the last one kept (kept too), and its value afresh from the list, which then
+// replaces the last value kept. A va_list can
 // carry no count, so inserts beyond the arguments read past them as on Windows; a NULL Arguments
 // with an insert in the text fails with ERROR_INVALID_PARAMETER.
 //
