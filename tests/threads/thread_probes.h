@@ -20,10 +20,7 @@ constexpr UINT kMsgDestroySelf = WM_APP + 3;  // the window destroys itself
 
 // What a probe window saw; shared by the window's thread and the test.
 struct WindowProbe {
-  std::atomic<int> counted{0};
-  std::atomic<int> keyDowns{0};
-  std::atomic<int> chars{0};
-  std::atomic<int> okCommands{0};
+  std::atomic<int> counted{0}, keyDowns{0}, chars{0}, okCommands{0};
   // When set, WM_DESTROY sends kMsgCount there: to a window of another thread, it blocks the
   // destroying thread until that thread services its queue.
   HWND sendOnDestroy = NULL;
@@ -75,19 +72,14 @@ inline HWND CreateProbeWindow(WindowProbe *probe) {
                          probe);
 }
 
-// A CThread whose stages are functions set before FStart, and which counts the stages that ran.
-// It stops its thread in its own destructor, so the thread never runs on a half-destroyed object.
+// A CThread whose stages the test sets, counting the stages that ran. It stops its thread in its
+// own destructor, so the thread never runs on a half-destroyed object.
 class ProbeThread : public CThread {
  public:
   ~ProbeThread() override { FStop(true, 10000); }
-
   std::function<bool()> init = [] { return true; };
   std::function<void(ProbeThread &)> main = [](ProbeThread &) {};
-  std::function<void()> shutdown = [] {};
-
-  std::atomic<int> inits{0};
-  std::atomic<int> mains{0};
-  std::atomic<int> shutdowns{0};
+  std::atomic<int> inits{0}, mains{0}, shutdowns{0};
 
  private:
   bool BInitialize() override {
@@ -98,10 +90,7 @@ class ProbeThread : public CThread {
     ++mains;
     main(*this);
   }
-  void OnShutdown() override {
-    ++shutdowns;
-    shutdown();
-  }
+  void OnShutdown() override { ++shutdowns; }
 };
 
 // A creator of probe windows that records every call the loop thread makes.
@@ -110,12 +99,9 @@ class ProbeCreator final : public ICreateWindow {
   WindowProbe probe;
   bool failCreate = false;
 
-  std::atomic<HWND> created{NULL};
-  std::atomic<int> destroyCalls{0};
-  std::atomic<HWND> destroyArg{NULL};
+  std::atomic<HWND> created{NULL}, destroyArg{NULL}, destroyedArg{NULL};
+  std::atomic<int> destroyCalls{0}, destroyedCalls{0};
   std::atomic<DWORD> destroyThread{0};
-  std::atomic<int> destroyedCalls{0};
-  std::atomic<HWND> destroyedArg{NULL};
 
   HWND HCreateWindow() override {
     if (failCreate) return NULL;
