@@ -73,7 +73,6 @@ class VaArgs {
   explicit VaArgs(va_list *ap) : m_ap(ap) {}
   int Int() { return va_arg(*m_ap, int); }
   long long Int64() { return va_arg(*m_ap, long long); }
-  intptr_t IntPtr() { return va_arg(*m_ap, intptr_t); }
   double Double() { return va_arg(*m_ap, double); }
   const void *Pointer() { return va_arg(*m_ap, const void *); }
 
@@ -84,7 +83,7 @@ class VaArgs {
 // ---- Conversion specifications
 
 enum : unsigned { kLeft = 1, kPlus = 2, kSpace = 4, kAlt = 8, kZero = 16 };
-enum IntSize { kSizeInt, kSizeShort, kSizePtr };
+enum IntSize { kSizeInt, kSizeShort };
 enum TextWidth { kTextDefault, kTextNarrow, kTextWide };
 
 struct Spec {
@@ -93,7 +92,7 @@ struct Spec {
   size_t width = 0;
   int precision = -1;    // -1: none
   IntSize size = kSizeInt;
-  bool size64 = false;   // ll, I64 or j: wins over every other size
+  bool size64 = false;   // ll, I64, j (and I, z, t on 64-bit builds): wins over every other size
   TextWidth text = kTextDefault;
   Unit conv = 0;         // 0: the format ended inside the specification
 };
@@ -108,7 +107,6 @@ class Reader {
   Unit Peek(size_t ahead = 0) const { return static_cast<size_t>(m_end - m_p) > ahead ? m_p[ahead] : 0; }
   void Skip(size_t n = 1) { m_p += n; }
   const Unit *Where() const { return m_p; }
-  const Unit *End() const { return m_end; }
 
   // A decimal number, saturated at INT_MAX.
   int Number() {
@@ -127,8 +125,7 @@ class Reader {
 };
 
 // Reads a specification after its '%', taking '*' values from args.
-template <class Args>
-void ParseSpec(Reader &r, Spec &s, Args &args) {
+void ParseSpec(Reader &r, Spec &s, VaArgs &args) {
   for (;; r.Skip()) {
     const Unit c = r.Peek();
     if (c == '-') s.flags |= kLeft;
@@ -175,9 +172,10 @@ void ParseSpec(Reader &r, Spec &s, Args &args) {
     } else if (c == 'I' && r.Peek(1) == '6' && r.Peek(2) == '4') {
       s.size64 = true, r.Skip(3);
     } else if (c == 'I' && r.Peek(1) == '3' && r.Peek(2) == '2') {
-      s.size = kSizeInt, r.Skip(3);
+      r.Skip(3);  // the size an int has anyway; an h before it stays in force
     } else if ((c == 'I' || c == 'z' || c == 't') && IsIntConversion(r.Peek(1))) {
-      s.size = kSizePtr, r.Skip();
+      if (sizeof(void *) == 8) s.size64 = true;  // on 32-bit builds the int size (or h) stands
+      r.Skip();
     } else {
       break;
     }
@@ -193,12 +191,10 @@ struct IntValue {
   bool negative;
 };
 
-template <class Args>
-IntValue ReadInt(const Spec &s, Args &args) {
+IntValue ReadInt(const Spec &s, VaArgs &args) {
   const bool isSigned = s.conv == 'd' || s.conv == 'i';
   long long v;
   if (s.size64) v = args.Int64();
-  else if (s.size == kSizePtr) v = isSigned ? args.IntPtr() : static_cast<long long>(static_cast<uintptr_t>(args.IntPtr()));
   else if (s.size == kSizeShort) v = isSigned ? static_cast<short>(args.Int()) : static_cast<unsigned short>(args.Int());
   else v = isSigned ? args.Int() : static_cast<long long>(static_cast<unsigned>(args.Int()));
   IntValue iv;
@@ -226,8 +222,7 @@ bool IsWideText(const Spec &s) {
   return s.conv != 'S' && s.conv != 'C';
 }
 
-template <class Args>
-TextArg ReadText(const Spec &s, Args &args) {
+TextArg ReadText(const Spec &s, VaArgs &args) {
   TextArg t;
   t.wide = IsWideText(s);
   t.data = args.Pointer();
@@ -672,8 +667,7 @@ void FormatDouble(Writer &w, const Spec &s, double x) {
 
 // ---- The walk over a format
 
-template <class Args>
-void Convert(Writer &w, const Spec &s, Args &args) {
+void Convert(Writer &w, const Spec &s, VaArgs &args) {
   switch (s.conv) {
     case 'd': case 'i': case 'o': case 'u': case 'x': case 'X':
       return FormatInt(w, s, ReadInt(s, args));
@@ -690,7 +684,6 @@ void Convert(Writer &w, const Spec &s, Args &args) {
       if (target == NULL) return;
       const unsigned long long count = w.Count();
       if (s.size64) *static_cast<long long *>(target) = static_cast<long long>(count);
-      else if (s.size == kSizePtr) *static_cast<intptr_t *>(target) = static_cast<intptr_t>(count);
       else if (s.size == kSizeShort) *static_cast<short *>(target) = static_cast<short>(count);
       else *static_cast<int *>(target) = static_cast<int>(count);
       return;
@@ -703,8 +696,7 @@ void Convert(Writer &w, const Spec &s, Args &args) {
 }
 
 // Formats [p, end); with inSpec the walk starts inside a specification, as if after its '%'.
-template <class Args>
-void Run(Writer &w, const Unit *p, const Unit *end, bool inSpec, Args &args) {
+void Run(Writer &w, const Unit *p, const Unit *end, bool inSpec, VaArgs &args) {
   Reader r(p, end);
   for (;;) {
     if (!inSpec) {

@@ -11,11 +11,13 @@
 //             and w given wins. 8-bit text is widened one byte to the code unit of the same value,
 //             as the runtime's default ("C") locale does. A NULL text prints "(null)", cut by the
 //             precision like any text.
-//   sizes     h (and hh) short; l and I32 32 bits (l is the Windows long); ll, I64 and j 64 bits;
-//             I, z and t the pointer's size. A 64-bit size given anywhere wins over the others; among
-//             the rest the last one wins. I, z and t count as sizes only before d i o u x X (I also
-//             before 32 or 64); elsewhere they are the conversion. L, F and N are accepted and
-//             ignored: L with e f g reads a double, since the runtime's long double is a double.
+//   sizes     h (and hh) short; l 32 bits (the Windows long); ll, I64 and j 64 bits; I, z and t
+//             the pointer's size. A 64-bit size given anywhere wins over the others (so on 64-bit
+//             builds I, z and t do); otherwise h and l decide, the later one winning, and I32, and
+//             I, z and t on 32-bit builds, leave that as it is (%hI32d is short). I, z and t count
+//             as sizes only before d i o u x X (I also before 32 or 64); elsewhere they are the
+//             conversion. L, F, N and w change no size: L with e f g reads a double, since the
+//             runtime's long double is a double.
 //   e E       at least three exponent digits: 1.500000e+000.
 //   rounding  floating-point values are converted exactly (all the digits of the binary value) and
 //             rounded half away from zero: %.0f of 0.5 is "1", %.1f of 0.25 is "0.3".
@@ -32,8 +34,8 @@
 //             and characters (%05s of "ab" is "000ab"); '-' wins over it.
 //   c         a precision of 0 prints nothing.
 //   n         stores the count of code units so far (the whole text's count, also when the output
-//             was cut) in an int, short (h), 64-bit (ll, I64, j) or pointer-sized (I, z, t) integer;
-//             a NULL pointer is skipped.
+//             was cut) in an int, a short (h) or a 64-bit integer (ll, I64, j; I, z and t on 64-bit
+//             builds); a NULL pointer is skipped.
 //   %         "%%" prints one %; a % conversion after flags, width, precision or size prints nothing.
 //   other     an unknown conversion character prints itself, without padding, and takes no argument;
 //             a format that ends inside a conversion ends there.

@@ -87,7 +87,8 @@ TEST(FormatConversions, Integers) {
       {Fmt(u"%I32d|%Id|%zu|%td", 7, static_cast<ptrdiff_t>(-1), static_cast<size_t>(5), static_cast<ptrdiff_t>(-3)),
        u"7|-1|5|-3"},
       // A 64-bit size wins wherever it stands; I, z and t are sizes only before an integer conversion.
-      {Fmt(u"%I64hd|%hlld|%hlhd|%I6d|%Is|%zhd", 0x100000001LL, 0x100000001LL, 65537), u"4294967297|4294967297|1|I6d|Is|zhd"},
+      {Fmt(u"%I64hd|%hlld|%hlhd|%hI32d|%hld|%I6d|%Is|%zhd", 0x100000001LL, 0x100000001LL, 65537, 65537, 65537),
+       u"4294967297|4294967297|1|1|65537|I6d|Is|zhd"},
   });
 }
 
@@ -250,6 +251,8 @@ TEST(CStringFormat, LongerThanTheEstimate) {
   EXPECT_EQ(s.GetLength(), 308);
   EXPECT_TRUE(Text(s).compare(0, 20, u"10000000000000000525") == 0);
   EXPECT_TRUE(Text(s).compare(298, 10, u"160.000000") == 0);
+  s.Format(AsU(u"%I64d|%*s|"), LLONG_MIN, -40, u"x");
+  EXPECT_TRUE(Text(s) == u"-9223372036854775808|x" + std::u16string(39, u' ') + u"|");
   const std::u16string wide(300, u'w');
   s.Format(AsU(u"%y%*d%s"), -299, 7, wide.c_str());
   EXPECT_TRUE(Text(s) == u"y7" + std::u16string(298, u' ') + wide);

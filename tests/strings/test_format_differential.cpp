@@ -167,7 +167,9 @@ TEST(FormatDifferential, Structure) {
   ExpectSame(u"%*d|%-*d|%*d|%.*d|%.*d|%**d|", 5, 1, 5, 2, -5, 3, 3, 4, -3, 5, 6, 7);
   ExpectSame(u"%*y|%.*y|%d", 7, 8, 9);
   ExpectSame(u"%-*s|%*.*s|", -6, u"ab", 4, 1, u"xyz");
-  ExpectSame(u"%hzd|%lzd|%hhd|%hlhd|%Lhd|%wld|%zhd", 65537, 65537, 65537, 65537, 65537, 65537);
+  ExpectSame(u"%hzd|%lzd|%hId|%hhd|%hlhd|%Lhd|%wld|%zhd", intptr_t{65537}, intptr_t{65537}, intptr_t{65537}, 65537,
+             65537, 65537, 65537);
+  ExpectSame(u"%hI32d|%I32hd|%hld|%lhd", 65537, 65537, 65537, 65537);
   ExpectSame(u"%I64hd|%hI64d|%llhd|%hlld|%I32I64d", 0x100000001LL, 0x100000001LL, 0x100000001LL, 0x100000001LL,
              0x100000001LL);
   ExpectSame(u"%Fd|%Nd|%Fs|%NS|%FLNd", 5, 6, u"a", "b", 7);
