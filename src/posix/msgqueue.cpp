@@ -383,13 +383,17 @@ DWORD WINAPI MsgWaitForMultipleObjectsEx(DWORD nCount, const HANDLE *pHandles, D
     SetLastError(ERROR_NOACCESS);
     return WAIT_FAILED;
   }
-  qn::posix::ObjectPtr refs[MAXIMUM_WAIT_OBJECTS];
+  qn::posix::WaitHolds holds;
   qn::posix::Waitable *objects[MAXIMUM_WAIT_OBJECTS];
-  if (!qn::posix::LookupWaitables(nCount, pHandles, refs, objects)) return WAIT_FAILED;
-  QueuePtr queue = CurrentQueue();
-  if (!queue) return WAIT_FAILED;
-  queue->ArmForInput(dwWakeMask, (dwFlags & MWMO_INPUTAVAILABLE) != 0);
-  objects[nCount] = queue.get();
+  if (!qn::posix::LookupWaitables(nCount, pHandles, holds, objects)) return WAIT_FAILED;
+  {
+    // Kept by the holds, not by this frame, which a terminated thread leaves without unwinding.
+    QueuePtr queue = CurrentQueue();
+    if (!queue) return WAIT_FAILED;
+    queue->ArmForInput(dwWakeMask, (dwFlags & MWMO_INPUTAVAILABLE) != 0);
+    objects[nCount] = queue.get();
+    if (!holds.Keep(std::move(queue))) return WAIT_FAILED;
+  }
   return qn::posix::WaitForWaitables(objects, nCount + 1, (dwFlags & MWMO_WAITALL) != 0, dwMilliseconds);
 }
 

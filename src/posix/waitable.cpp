@@ -1,6 +1,7 @@
 // The waitable-object core, and the wait functions that stand on it.
 #include <chrono>
 #include <condition_variable>
+#include <vector>
 
 #include "internal/threads.h"
 #include "internal/waitable.h"
@@ -117,15 +118,37 @@ DWORD WaitForWaitables(Waitable *const *objects, DWORD count, bool waitAll, DWOR
   return result;
 }
 
-bool LookupWaitables(DWORD count, const HANDLE *handles, ObjectPtr *refs, Waitable **objects) noexcept {
+namespace {
+std::vector<std::shared_ptr<void>> &HeldForWaits() noexcept {
+  thread_local std::vector<std::shared_ptr<void>> held;
+  return held;
+}
+}  // namespace
+
+WaitHolds::WaitHolds() noexcept : base_(HeldForWaits().size()) {}
+
+WaitHolds::~WaitHolds() { HeldForWaits().resize(base_); }
+
+bool WaitHolds::Keep(std::shared_ptr<void> object) noexcept {
+  try {
+    HeldForWaits().push_back(std::move(object));
+    return true;
+  } catch (...) {
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return false;
+  }
+}
+
+bool LookupWaitables(DWORD count, const HANDLE *handles, WaitHolds &holds, Waitable **objects) noexcept {
   for (DWORD i = 0; i < count; ++i) {
-    refs[i] = LookupHandle(handles[i]);
-    if (!refs[i]) return false;
-    objects[i] = refs[i]->AsWaitable();
+    ObjectPtr object = LookupHandle(handles[i]);
+    if (!object) return false;
+    objects[i] = object->AsWaitable();
     if (!objects[i]) {
       SetLastError(ERROR_INVALID_HANDLE);
       return false;
     }
+    if (!holds.Keep(std::move(object))) return false;
   }
   return true;
 }
@@ -153,9 +176,9 @@ DWORD WINAPI WaitForMultipleObjects(DWORD nCount, const HANDLE *lpHandles, BOOL 
     SetLastError(ERROR_NOACCESS);
     return WAIT_FAILED;
   }
-  qn::posix::ObjectPtr refs[MAXIMUM_WAIT_OBJECTS];
+  qn::posix::WaitHolds holds;
   qn::posix::Waitable *objects[MAXIMUM_WAIT_OBJECTS];
-  if (!qn::posix::LookupWaitables(nCount, lpHandles, refs, objects)) return WAIT_FAILED;
+  if (!qn::posix::LookupWaitables(nCount, lpHandles, holds, objects)) return WAIT_FAILED;
   return qn::posix::WaitForWaitables(objects, nCount, bWaitAll != FALSE, dwMilliseconds);
 }
 

@@ -39,6 +39,7 @@
 //   which parks a suspended thread there, and a terminated one leaves the wait once it is unlinked.
 #pragma once
 
+#include <memory>
 #include <mutex>
 
 #include "internal/handles.h"
@@ -82,9 +83,27 @@ std::unique_lock<std::mutex> LockCore() noexcept;
 // with ERROR_INVALID_PARAMETER); the last error is otherwise left alone.
 DWORD WaitForWaitables(Waitable *const *objects, DWORD count, bool waitAll, DWORD milliseconds) noexcept;
 
-// Looks up the handles of a wait: the objects, with the references that keep them alive during
-// it. False with ERROR_INVALID_HANDLE when a handle is not open or names nothing waitable.
-bool LookupWaitables(DWORD count, const HANDLE *handles, ObjectPtr *refs, Waitable **objects) noexcept;
+// The references that keep a wait's objects alive while it runs. They are kept with the calling
+// thread rather than on its stack: a thread that TerminateThread ends inside the wait leaves
+// without unwinding, and its thread-local objects, these among them, still go when it ends.
+// Scopes nest (a window procedure may wait inside a message wait); each gives up its own.
+class WaitHolds {
+ public:
+  WaitHolds() noexcept;
+  ~WaitHolds();
+  WaitHolds(const WaitHolds &) = delete;
+  WaitHolds &operator=(const WaitHolds &) = delete;
+
+  // False (ERROR_NOT_ENOUGH_MEMORY) when no room is left to keep it.
+  bool Keep(std::shared_ptr<void> object) noexcept;
+
+ private:
+  size_t base_;
+};
+
+// Looks up the handles of a wait: the objects, kept alive by `holds` during it. False with
+// ERROR_INVALID_HANDLE when a handle is not open or names nothing waitable.
+bool LookupWaitables(DWORD count, const HANDLE *handles, WaitHolds &holds, Waitable **objects) noexcept;
 
 // The object that the pseudo-handle of the current process names: waitable, and never signalled
 // while the process runs.
