@@ -234,7 +234,7 @@ void FormatTyped(const InsertType &t, int n, InsertArguments &args, Text &out) {
   const int star1 = static_cast<int>(v[0]), star2 = static_cast<int>(v[1]);
   const uint64_t value = v[t.stars];
 
-  // The spec handed to the formatter: the flags as written, then a size it reads unambiguously.
+  // The conversion handed to the formatter: the flags as written, then a size it reads unambiguously.
   Text spec(t.flags, t.flags + t.cchFlags);
   auto format = [&](const char *size, WCHAR conversion, auto arg) {
     for (; *size != 0; ++size) spec.push_back(static_cast<WCHAR>(*size));

@@ -1,6 +1,6 @@
 // The UTF-16 printf formatter and CString's length estimate (conventions in wformat.h).
 //
-// One parser reads every conversion specification, '*' arguments included, for the estimate and
+// One parser reads every conversion, '*' arguments included, for the estimate and
 // for the formatter alike, and one set of readers takes the arguments by size, so both passes always
 // consume the same arguments in the same order. Output goes through a bounded writer that counts
 // what it could not write, so the full length is known whatever the capacity. Floating-point digits
@@ -80,7 +80,7 @@ class VaArgs {
   va_list *m_ap;
 };
 
-// ---- Conversion specifications
+// ---- Conversions
 
 enum : unsigned { kLeft = 1, kPlus = 2, kSpace = 4, kAlt = 8, kZero = 16 };
 enum IntSize { kSizeInt, kSizeShort };
@@ -94,7 +94,7 @@ struct Spec {
   IntSize size = kSizeInt;
   bool size64 = false;   // ll, I64, j (and I, z, t on 64-bit builds): wins over every other size
   TextWidth text = kTextDefault;
-  Unit conv = 0;         // 0: the format ended inside the specification
+  Unit conv = 0;         // 0: the format ended inside a conversion
 };
 
 bool IsIntConversion(Unit c) {
@@ -124,7 +124,7 @@ class Reader {
   const Unit *m_end;
 };
 
-// Reads a specification after its '%', taking '*' values from args.
+// Reads a conversion after its '%', taking '*' values from args.
 void ParseSpec(Reader &r, Spec &s, VaArgs &args) {
   for (;; r.Skip()) {
     const Unit c = r.Peek();
@@ -695,7 +695,7 @@ void Convert(Writer &w, const Spec &s, VaArgs &args) {
   }
 }
 
-// Formats [p, end); with inSpec the walk starts inside a specification, as if after its '%'.
+// Formats [p, end); with inSpec the walk starts inside a conversion, as if after its '%'.
 void Run(Writer &w, const Unit *p, const Unit *end, bool inSpec, VaArgs &args) {
   Reader r(p, end);
   for (;;) {

@@ -63,7 +63,7 @@ size_t FormatW(unsigned short *out, size_t capacity, const unsigned short *forma
 
 // One conversion for a message formatter's typed insert: cchSpec code units of a conversion with or
 // without its leading '%' ("5.2d", "#x", "%-*s"; no terminator needed), formatted as the format
-// "%" + spec would be. Its arguments (the '*' values, then the value) are taken from *args, which
+// "%" + the conversion would be. Its arguments (the '*' values, then the value) are taken from *args, which
 // is left just after them. The output and the answer are as for FormatW. On x86-64 POSIX a va_list
 // received as a parameter must be va_copy'd into a local before its address is taken.
 size_t FormatSpecW(unsigned short *out, size_t capacity, const unsigned short *spec, size_t cchSpec,
