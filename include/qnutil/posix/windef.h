@@ -119,3 +119,9 @@ typedef union _ULARGE_INTEGER {
   } u;
   ULONGLONG QuadPart;
 } ULARGE_INTEGER, *PULARGE_INTEGER;
+
+// A time as 100-nanosecond intervals since 1601-01-01 (UTC), in two halves as Windows keeps it.
+typedef struct _FILETIME {
+  DWORD dwLowDateTime;
+  DWORD dwHighDateTime;
+} FILETIME, *PFILETIME, *LPFILETIME;

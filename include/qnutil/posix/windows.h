@@ -16,3 +16,8 @@
 #include "qnutil/posix/resources.h"
 #include "qnutil/posix/formatmessage.h"
 #include "qnutil/posix/winuser.h"
+#include "qnutil/posix/unknwn.h"
+#include "qnutil/posix/objidl.h"
+#include "qnutil/posix/oaidl.h"
+#include "qnutil/posix/oleauto.h"
+#include "qnutil/posix/registry.h"
