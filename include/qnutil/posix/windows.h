@@ -13,6 +13,7 @@
 #include "qnutil/posix/chars.h"
 #include "qnutil/posix/gdi.h"
 #include "qnutil/posix/files.h"
+#include "qnutil/posix/mapping.h"
 #include "qnutil/posix/resources.h"
 #include "qnutil/posix/formatmessage.h"
 #include "qnutil/posix/winuser.h"
