@@ -28,6 +28,8 @@ enum class ObjectKind {
   FileMapping,
   // The current process, named by the pseudo-handle INVALID_HANDLE_VALUE (GetCurrentProcess()).
   Process,
+  // An open registry key (HKEY); the predefined roots are not in the table.
+  RegistryKey,
 };
 
 class Waitable;
