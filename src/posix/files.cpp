@@ -26,6 +26,13 @@ namespace {
 // change it under one lock, so that two threads cannot both be granted conflicting opens.
 std::mutex g_sharingLock;
 std::vector<const FileObject *> g_openFiles;
+// Files with live mappings, once per mapping; under g_sharingLock too.
+std::vector<std::pair<uint64_t, uint64_t>> g_mappedFiles;
+
+bool IsMapped(const struct stat &st) noexcept {
+  return std::find(g_mappedFiles.begin(), g_mappedFiles.end(),
+                   std::make_pair(static_cast<uint64_t>(st.st_dev), static_cast<uint64_t>(st.st_ino))) != g_mappedFiles.end();
+}
 
 // Windows' rule, both ways: what the new open asks for must be shared by each existing one, and
 // what each existing one holds must be shared by the new open.
@@ -48,6 +55,14 @@ bool SharingAllows(const struct stat &st, const FileAccess &wanted, DWORD share)
     if (open->Device() == st.st_dev && open->Inode() == st.st_ino && Conflicts(wanted, share, *open)) return false;
   }
   return true;
+}
+
+constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
+FileAccess DeleteAccess() noexcept {
+  FileAccess access;
+  access.remove = true;
+  return access;
 }
 
 FileAccess AccessOf(DWORD desired) noexcept {
@@ -79,7 +94,15 @@ std::string ParentOf(const std::string &path) {
 // Windows tells a missing file (its directory is there) from a missing path (a directory on the
 // way is missing or is a file); POSIX says ENOENT or ENOTDIR for either.
 DWORD ErrorForPath(const std::string &path, int err) {
-  if (err == ENOTDIR) return ERROR_PATH_NOT_FOUND;
+  if (err == ENOTDIR) {
+    // "file\\" names a file as if it were a directory: Windows calls the name itself invalid.
+    struct stat st;
+    if (path.size() > 1 && path.back() == '/' && stat(path.substr(0, path.find_last_not_of('/') + 1).c_str(), &st) == 0 &&
+        !S_ISDIR(st.st_mode)) {
+      return ERROR_INVALID_NAME;
+    }
+    return ERROR_PATH_NOT_FOUND;
+  }
   if (err == ENOENT) {
     if (path.empty()) return ERROR_PATH_NOT_FOUND;
     return IsDirectoryPath(ParentOf(path)) ? ERROR_FILE_NOT_FOUND : ERROR_PATH_NOT_FOUND;
@@ -115,8 +138,11 @@ OpenResult OpenByDisposition(const std::string &path, int accessFlags, DWORD dis
   const bool there = stat(path.c_str(), &st) == 0;
   if (there && S_ISDIR(st.st_mode)) {
     // Windows opens a directory only for its backup semantics, and never creates or truncates one.
-    if (disposition == CREATE_NEW) r.error = ERROR_FILE_EXISTS;
-    else if (!backupSemantics || disposition == CREATE_ALWAYS || disposition == TRUNCATE_EXISTING) r.error = ERROR_ACCESS_DENIED;
+    if (disposition == CREATE_NEW || (backupSemantics && disposition == CREATE_ALWAYS)) {
+      r.error = ERROR_FILE_EXISTS;
+    } else if (!backupSemantics || disposition == TRUNCATE_EXISTING) {
+      r.error = ERROR_ACCESS_DENIED;
+    }
     if (r.error != ERROR_SUCCESS) return r;
     r.fd = open(path.c_str(), O_RDONLY | O_DIRECTORY | common);
     r.existed = true;
@@ -153,7 +179,6 @@ HANDLE OpenFile(LPCWSTR name, DWORD desired, DWORD share, DWORD disposition, DWO
   if (name == nullptr) return Fail(ERROR_PATH_NOT_FOUND, INVALID_HANDLE_VALUE);
   if (disposition < CREATE_NEW || disposition > TRUNCATE_EXISTING) return Fail(ERROR_INVALID_PARAMETER, INVALID_HANDLE_VALUE);
   const FileAccess access = AccessOf(desired);
-  if (disposition == TRUNCATE_EXISTING && !access.write) return Fail(ERROR_INVALID_PARAMETER, INVALID_HANDLE_VALUE);
   if (flags & FILE_FLAG_OVERLAPPED) return Fail(ERROR_NOT_SUPPORTED, INVALID_HANDLE_VALUE);
 
   const std::string path = PathToPosix(name);
@@ -168,16 +193,20 @@ HANDLE OpenFile(LPCWSTR name, DWORD desired, DWORD share, DWORD disposition, DWO
     const OpenResult r = OpenByDisposition(path, accessFlags, disposition, mode, (flags & FILE_FLAG_BACKUP_SEMANTICS) != 0);
     if (r.fd < 0) return Fail(r.error, INVALID_HANDLE_VALUE);
     existed = r.existed;
+    // Both dispositions cut the file even for a handle that may only read it (Wine does; CREATE_ALWAYS
+    // for reading is how a caller asks for a fresh, empty file to read).
+    const bool truncates = existed && (disposition == CREATE_ALWAYS || disposition == TRUNCATE_EXISTING);
     struct stat st;
     DWORD error = ERROR_SUCCESS;
     if (fstat(r.fd, &st) != 0) {
       error = Win32ErrorFromErrno(errno);
-    } else if (existed && access.write && IsReadOnly(st)) {
+    } else if (existed && (access.write || truncates) && IsReadOnly(st)) {
       error = ERROR_ACCESS_DENIED;
     } else if (existed && !SharingAllows(st, access, share)) {
       error = ERROR_SHARING_VIOLATION;
-    } else if (existed && (disposition == CREATE_ALWAYS || disposition == TRUNCATE_EXISTING) &&
-               ftruncate(r.fd, 0) != 0) {
+    } else if (truncates && st.st_size > 0 && IsMapped(st)) {
+      error = ERROR_USER_MAPPED_FILE;
+    } else if (truncates && (access.write ? ftruncate(r.fd, 0) : truncate(path.c_str(), 0)) != 0) {
       error = Win32ErrorFromErrno(errno);
     }
     if (error != ERROR_SUCCESS) {
@@ -245,16 +274,50 @@ bool DeleteName(const std::string &path) {
   struct stat st;
   if (lstat(path.c_str(), &st) != 0) return Fail(ErrorForPath(path, errno));
   if (S_ISDIR(st.st_mode) || (S_ISREG(st.st_mode) && IsReadOnly(st))) return Fail(ERROR_ACCESS_DENIED);
-  FileAccess remove;
-  remove.remove = true;
-  if (!SharingAllows(st, remove, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE)) {
-    return Fail(ERROR_SHARING_VIOLATION);
-  }
+  if (!SharingAllows(st, DeleteAccess(), kShareAll)) return Fail(ERROR_SHARING_VIOLATION);
   if (unlink(path.c_str()) != 0) return Fail(ErrorForPath(path, errno));
   return true;
 }
 
+// RemoveDirectoryW: an empty directory that no handle holds without FILE_SHARE_DELETE.
+bool RemoveDirectoryName(const std::string &path) {
+  std::lock_guard<std::mutex> guard(g_sharingLock);
+  struct stat st;
+  if (stat(path.c_str(), &st) != 0) return Fail(ErrorForPath(path, errno));
+  if (!S_ISDIR(st.st_mode)) return Fail(ERROR_DIRECTORY);
+  if (!SharingAllows(st, DeleteAccess(), kShareAll)) return Fail(ERROR_SHARING_VIOLATION);
+  if (rmdir(path.c_str()) == 0) return true;
+  if (errno == EEXIST || errno == ENOTEMPTY) return Fail(ERROR_DIR_NOT_EMPTY);
+  return Fail(ErrorForPath(path, errno));
+}
+
+bool CutOrExtend(const FileObject &file) noexcept {
+  std::lock_guard<std::mutex> guard(g_sharingLock);
+  const off_t position = lseek(file.Fd(), 0, SEEK_CUR);
+  struct stat st;
+  if (position < 0 || fstat(file.Fd(), &st) != 0) return Fail(Win32ErrorFromErrno(errno));
+  if (position < st.st_size && IsMapped(st)) return Fail(ERROR_USER_MAPPED_FILE);
+  if (ftruncate(file.Fd(), position) != 0) return Fail(Win32ErrorFromErrno(errno));
+  return true;
+}
+
 }  // namespace
+
+bool NoteMappedFile(uint64_t device, uint64_t inode, bool mapped) noexcept {
+  std::lock_guard<std::mutex> guard(g_sharingLock);
+  const auto key = std::make_pair(device, inode);
+  if (mapped) {
+    try {
+      g_mappedFiles.push_back(key);
+    } catch (const std::bad_alloc &) {
+      return false;
+    }
+  } else {
+    const auto it = std::find(g_mappedFiles.begin(), g_mappedFiles.end(), key);
+    if (it != g_mappedFiles.end()) g_mappedFiles.erase(it);
+  }
+  return true;
+}
 
 FileObject::FileObject(int fd, uint64_t device, uint64_t inode, FileAccess access, DWORD shareMode, bool directory,
                        std::string deleteOnClose)
@@ -356,7 +419,7 @@ DWORD WINAPI SetFilePointer(HANDLE hFile, LONG lDistanceToMove, PLONG lpDistance
   }
   if (!qn::posix::Seek(*file, target)) return INVALID_SET_FILE_POINTER;
   if (lpDistanceToMoveHigh != nullptr) *lpDistanceToMoveHigh = static_cast<LONG>(static_cast<uint64_t>(target) >> 32);
-  SetLastError(ERROR_SUCCESS);
+  if (static_cast<DWORD>(target) == INVALID_SET_FILE_POINTER) SetLastError(ERROR_SUCCESS);
   return static_cast<DWORD>(target);
 }
 
@@ -390,9 +453,7 @@ BOOL WINAPI SetEndOfFile(HANDLE hFile) {
   const std::shared_ptr<FileObject> file = FileOf(hFile);
   if (!file) return FALSE;
   if (!file->Access().write) return Fail(ERROR_ACCESS_DENIED);
-  const off_t position = lseek(file->Fd(), 0, SEEK_CUR);
-  if (position < 0 || ftruncate(file->Fd(), position) != 0) return Fail(Win32ErrorFromErrno(errno));
-  return TRUE;
+  return qn::posix::CutOrExtend(*file);
 }
 
 BOOL WINAPI FlushFileBuffers(HANDLE hFile) {
@@ -431,13 +492,7 @@ BOOL WINAPI CreateDirectoryW(LPCWSTR lpPathName, struct _SECURITY_ATTRIBUTES *) 
 BOOL WINAPI RemoveDirectoryW(LPCWSTR lpPathName) {
   if (lpPathName == nullptr) return Fail(ERROR_PATH_NOT_FOUND);
   try {
-    const std::string path = qn::posix::PathToPosix(lpPathName);
-    if (rmdir(path.c_str()) == 0) return TRUE;
-    const int err = errno;
-    struct stat st;
-    if (err == ENOTDIR && stat(path.c_str(), &st) == 0) return Fail(ERROR_DIRECTORY);
-    if (err == EEXIST || err == ENOTEMPTY) return Fail(ERROR_DIR_NOT_EMPTY);
-    return Fail(qn::posix::ErrorForPath(path, err));
+    return qn::posix::RemoveDirectoryName(qn::posix::PathToPosix(lpPathName));
   } catch (const std::bad_alloc &) {
     return Fail(ERROR_NOT_ENOUGH_MEMORY);
   }

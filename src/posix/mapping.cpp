@@ -4,6 +4,7 @@
 #define _FILE_OFFSET_BITS 64
 
 #include <errno.h>
+#include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -25,21 +26,24 @@ class MappingObject final : public KernelObject {
  public:
   static constexpr ObjectKind kKind = ObjectKind::FileMapping;
 
-  // Over an open file, which the mapping keeps open; or (file null) over a memory file it owns.
-  MappingObject(std::shared_ptr<FileObject> file, int ownFd, uint64_t size, DWORD protect) noexcept
-      : KernelObject(kKind), file_(std::move(file)), ownFd_(ownFd), size_(size), protect_(protect) {}
+  // Owns the descriptor: a duplicate of a file's (whose device and inode are noted as mapped, see
+  // NoteMappedFile), or a memory file's (device and inode 0).
+  MappingObject(int fd, uint64_t device, uint64_t inode, uint64_t size, DWORD protect) noexcept
+      : KernelObject(kKind), fd_(fd), device_(device), inode_(inode), size_(size), protect_(protect) {}
   ~MappingObject() override {
-    if (ownFd_ >= 0) close(ownFd_);
+    if (inode_ != 0) NoteMappedFile(device_, inode_, false);
+    close(fd_);
   }
 
-  int Fd() const noexcept { return file_ ? file_->Fd() : ownFd_; }
+  int Fd() const noexcept { return fd_; }
   uint64_t Size() const noexcept { return size_; }
   bool Writable() const noexcept { return protect_ == PAGE_READWRITE || protect_ == PAGE_EXECUTE_READWRITE; }
   bool Executable() const noexcept { return protect_ >= PAGE_EXECUTE_READ; }
 
  private:
-  const std::shared_ptr<FileObject> file_;
-  const int ownFd_;
+  const int fd_;
+  const uint64_t device_;
+  const uint64_t inode_;
   const uint64_t size_;
   const DWORD protect_;
 };
@@ -94,7 +98,12 @@ HANDLE CreateMapping(HANDLE hFile, DWORD flProtect, uint64_t size) {
       close(fd);
       return Fail(ERROR_NOT_ENOUGH_MEMORY, HANDLE{nullptr});
     }
-    mapping = std::make_shared<MappingObject>(nullptr, fd, size, protect);
+    try {
+      mapping = std::make_shared<MappingObject>(fd, 0, 0, size, protect);
+    } catch (const std::bad_alloc &) {
+      close(fd);
+      throw;
+    }
   } else {
     std::shared_ptr<FileObject> file = LookupHandleAs<FileObject>(hFile);
     if (!file) return nullptr;
@@ -111,7 +120,22 @@ HANDLE CreateMapping(HANDLE hFile, DWORD flProtect, uint64_t size) {
       if (!readWrite) return Fail(ERROR_NOT_ENOUGH_MEMORY, HANDLE{nullptr});
       if (ftruncate(file->Fd(), static_cast<off_t>(size)) != 0) return Fail(Win32ErrorFromErrno(errno), HANDLE{nullptr});
     }
-    mapping = std::make_shared<MappingObject>(std::move(file), -1, size, protect);
+    // The mapping reads the file through a descriptor of its own, so the file's handles (and the
+    // sharing they hold) may close while the mapping lives on.
+    const int fd = fcntl(file->Fd(), F_DUPFD_CLOEXEC, 0);
+    if (fd < 0) return Fail(Win32ErrorFromErrno(errno), HANDLE{nullptr});
+    const uint64_t device = static_cast<uint64_t>(st.st_dev), inode = static_cast<uint64_t>(st.st_ino);
+    if (!NoteMappedFile(device, inode, true)) {
+      close(fd);
+      return Fail(ERROR_NOT_ENOUGH_MEMORY, HANDLE{nullptr});
+    }
+    try {
+      mapping = std::make_shared<MappingObject>(fd, device, inode, size, protect);
+    } catch (const std::bad_alloc &) {
+      NoteMappedFile(device, inode, false);
+      close(fd);
+      throw;
+    }
   }
   const HANDLE handle = RegisterHandle(std::move(mapping));
   if (handle != nullptr) SetLastError(ERROR_SUCCESS);
@@ -129,7 +153,7 @@ LPVOID MapView(HANDLE hMapping, DWORD access, uint64_t offset, SIZE_T bytes) {
     return Fail(ERROR_ACCESS_DENIED, LPVOID{nullptr});
   }
   const uint64_t size = mapping->Size();
-  if (offset >= size) return Fail(ERROR_ACCESS_DENIED, LPVOID{nullptr});
+  if (offset >= size) return Fail(ERROR_INVALID_PARAMETER, LPVOID{nullptr});
   uint64_t length = bytes != 0 ? static_cast<uint64_t>(bytes) : size - offset;
   if (length > size - offset) return Fail(ERROR_ACCESS_DENIED, LPVOID{nullptr});
   if (length > SIZE_MAX) return Fail(ERROR_NOT_ENOUGH_MEMORY, LPVOID{nullptr});

@@ -81,16 +81,41 @@ TEST_F(Mappings, ViewsKeepTheirMappingAndFileAfterTheHandlesClose) {
   ASSERT_NE(view.p, nullptr);
   EXPECT_TRUE(CloseHandle(mapping));
   EXPECT_TRUE(CloseHandle(file));
-  EXPECT_EQ(std::string(view.p, 4), "kept");
-  // The file is still open with its sharing (reading and writing), so an exclusive open fails.
+  // The file's sharing went with its handle; the view still reads the file, even once deleted.
   const std::u16string path = dir_.Path(u"kept.bin");
+  Handle exclusive(CreateFileW(W(path), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+  EXPECT_NE(exclusive.h, INVALID_HANDLE_VALUE) << GetLastError();
+  EXPECT_EQ(std::string(view.p, 4), "kept");
+  CloseHandle(exclusive.h);
+  exclusive.h = nullptr;
+  EXPECT_TRUE(DeleteFileW(W(path))) << GetLastError();
+  EXPECT_EQ(std::string(view.p, 4), "kept");
+}
+
+TEST_F(Mappings, AMappedFileCannotBeCutShort) {
+  Handle file(FileWith("0123456789", GENERIC_READ | GENERIC_WRITE, u"cut.bin"));
+  ASSERT_NE(file.h, INVALID_HANDLE_VALUE);
+  HANDLE mapping = CreateFileMappingW(file.h, nullptr, PAGE_READONLY, 0, 0, nullptr);
+  ASSERT_NE(mapping, nullptr);
+  ViewOf view(MapViewOfFile(mapping, FILE_MAP_READ, 0, 0, 0));
+  ASSERT_NE(view.p, nullptr);
+  ASSERT_TRUE(CloseHandle(mapping));  // the view keeps the mapping
+  ASSERT_EQ(SetFilePointer(file.h, 4, nullptr, FILE_BEGIN), 4u);
   SetLastError(0);
-  EXPECT_EQ(CreateFileW(W(path), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_SHARING_VIOLATION));
+  EXPECT_FALSE(SetEndOfFile(file.h));
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_USER_MAPPED_FILE));
+  SetLastError(0);
+  EXPECT_EQ(CreateFileW(W(dir_.Path(u"cut.bin")), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                        TRUNCATE_EXISTING, 0, nullptr),
+            INVALID_HANDLE_VALUE);
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_USER_MAPPED_FILE));
+  ASSERT_EQ(SetFilePointer(file.h, 12, nullptr, FILE_BEGIN), 12u);
+  EXPECT_TRUE(SetEndOfFile(file.h));  // growing is allowed
   ASSERT_TRUE(UnmapViewOfFile(view.p));
   view.p = nullptr;
-  Handle again(CreateFileW(W(path), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
-  EXPECT_NE(again.h, INVALID_HANDLE_VALUE) << GetLastError();
+  ASSERT_EQ(SetFilePointer(file.h, 4, nullptr, FILE_BEGIN), 4u);
+  EXPECT_TRUE(SetEndOfFile(file.h)) << GetLastError();
+  EXPECT_EQ(GetFileSize(file.h, nullptr), 4u);
 }
 
 TEST_F(Mappings, WritableViewsReachTheFileAndCopiesDoNot) {
@@ -164,7 +189,8 @@ TEST_F(Mappings, Refusals) {
       {mapping.h, FILE_MAP_ALL_ACCESS, 0, 0, ERROR_ACCESS_DENIED},
       {mapping.h, FILE_MAP_READ, 0, 5, ERROR_ACCESS_DENIED},  // more than the mapping
       {memory.h, FILE_MAP_READ, 0x1000, 0, ERROR_MAPPED_ALIGNMENT},
-      {memory.h, FILE_MAP_READ, 0x20000, 0, ERROR_ACCESS_DENIED},
+      {memory.h, FILE_MAP_READ, 0x20000, 0, ERROR_INVALID_PARAMETER},  // at the end
+      {memory.h, FILE_MAP_READ, 0x30000, 16, ERROR_INVALID_PARAMETER},
       {memory.h, FILE_MAP_READ, 0x10000, 0x10001, ERROR_ACCESS_DENIED},
       {readable.h, FILE_MAP_READ, 0, 0, ERROR_INVALID_HANDLE},
   };

@@ -24,8 +24,8 @@ QN_WIN32_API DWORD WINAPI GetTempPathW(DWORD nBufferLength, LPWSTR lpBuffer);
 // an open that asks to read, write or delete is refused with ERROR_SHARING_VIOLATION when an open
 // file object already there does not share that access, or when the new share mode does not admit
 // an access that one already there holds. Opens that ask for none of those (access 0, attributes
-// only) neither conflict nor count. DeleteFileW counts as an open for delete. A mapping keeps its
-// file's open object (and so its sharing) alive until its last view is unmapped, as on Windows.
+// only) neither conflict nor count. DeleteFileW and RemoveDirectoryW count as opens for delete.
+// Sharing ends when the last handle to the open file closes, even while a mapping of it lives.
 //
 // Limits, where Windows differs:
 // - Other processes are not covered by sharing: POSIX has no mandatory share modes.
@@ -39,7 +39,8 @@ QN_WIN32_API DWORD WINAPI GetTempPathW(DWORD nBufferLength, LPWSTR lpBuffer);
 //   flags are accepted and change nothing.
 // - The security attributes' descriptor is ignored; hTemplateFile is ignored.
 // - The last error after a successful open is 0, or ERROR_ALREADY_EXISTS when CREATE_ALWAYS or
-//   OPEN_ALWAYS found the file there, as on Windows.
+//   OPEN_ALWAYS found the file there, as on Windows. The other calls leave it alone on success,
+//   except where a valid answer equals the failure value (noted below).
 
 #define GENERIC_READ 0x80000000u
 #define GENERIC_WRITE 0x40000000u
@@ -94,9 +95,12 @@ struct _SECURITY_ATTRIBUTES;
 
 // A new handle to the file or INVALID_HANDLE_VALUE with the last error: ERROR_FILE_NOT_FOUND (no
 // such file), ERROR_PATH_NOT_FOUND (a missing or non-directory component on the way), ERROR_FILE_EXISTS
-// (CREATE_NEW), ERROR_SHARING_VIOLATION, ERROR_ACCESS_DENIED (a read-only file opened for writing, a
-// directory opened without FILE_FLAG_BACKUP_SEMANTICS), ERROR_INVALID_PARAMETER (an unknown
-// disposition, TRUNCATE_EXISTING without write access). The handle starts at offset 0.
+// (CREATE_NEW), ERROR_SHARING_VIOLATION, ERROR_ACCESS_DENIED (a read-only file opened for writing
+// or truncation, a directory opened without FILE_FLAG_BACKUP_SEMANTICS), ERROR_INVALID_NAME (a
+// file's name with a trailing separator), ERROR_USER_MAPPED_FILE (truncating a mapped file),
+// ERROR_INVALID_PARAMETER (an unknown disposition). CREATE_ALWAYS and TRUNCATE_EXISTING truncate
+// whatever the access asked for, as Wine does (Windows documents TRUNCATE_EXISTING as needing
+// GENERIC_WRITE). The handle starts at offset 0.
 QN_WIN32_API HANDLE WINAPI CreateFileW(LPCWSTR lpFileName, DWORD dwDesiredAccess, DWORD dwShareMode,
                                       struct _SECURITY_ATTRIBUTES *lpSecurityAttributes,
                                       DWORD dwCreationDisposition, DWORD dwFlagsAndAttributes,
@@ -111,10 +115,11 @@ QN_WIN32_API BOOL WINAPI WriteFile(HANDLE hFile, LPCVOID lpBuffer, DWORD nNumber
                                   LPDWORD lpNumberOfBytesWritten, LPOVERLAPPED lpOverlapped);
 // Moves the position: the distance is lDistanceToMove sign-extended, or with *lpDistanceToMoveHigh
 // as its high half (which then receives the new position's high half). Answers the new position's
-// low half and sets the last error to 0; INVALID_SET_FILE_POINTER with ERROR_NEGATIVE_SEEK before
-// the start, ERROR_INVALID_PARAMETER for an unknown method. Without a high half, a position of
-// 4 GiB or more fails with ERROR_INVALID_PARAMETER and does not move. A position past the end is
-// allowed; the file grows only when written there.
+// low half, and sets the last error to 0 when that low half is INVALID_SET_FILE_POINTER;
+// INVALID_SET_FILE_POINTER with ERROR_NEGATIVE_SEEK before the start, ERROR_INVALID_PARAMETER for
+// an unknown method. Without a high half, a position of 4 GiB or more fails with
+// ERROR_INVALID_PARAMETER and does not move, as Windows documents (Wine moves and answers the low
+// half). A position past the end is allowed; the file grows only when written there.
 QN_WIN32_API DWORD WINAPI SetFilePointer(HANDLE hFile, LONG lDistanceToMove, PLONG lpDistanceToMoveHigh,
                                         DWORD dwMoveMethod);
 QN_WIN32_API BOOL WINAPI SetFilePointerEx(HANDLE hFile, LARGE_INTEGER liDistanceToMove,
@@ -123,7 +128,8 @@ QN_WIN32_API BOOL WINAPI SetFilePointerEx(HANDLE hFile, LARGE_INTEGER liDistance
 // valid low half: the last error is then 0 on success, as on Windows.
 QN_WIN32_API DWORD WINAPI GetFileSize(HANDLE hFile, LPDWORD lpFileSizeHigh);
 QN_WIN32_API BOOL WINAPI GetFileSizeEx(HANDLE hFile, PLARGE_INTEGER lpFileSize);
-// Cuts or extends the file to the handle's position; needs write access.
+// Cuts or extends the file to the handle's position; needs write access. Cutting a mapped file
+// short fails with ERROR_USER_MAPPED_FILE.
 QN_WIN32_API BOOL WINAPI SetEndOfFile(HANDLE hFile);
 // Pushes written data to the storage device (fsync).
 QN_WIN32_API BOOL WINAPI FlushFileBuffers(HANDLE hFile);
@@ -138,7 +144,8 @@ QN_WIN32_API BOOL WINAPI DeleteFileW(LPCWSTR lpFileName);
 // ERROR_ALREADY_EXISTS when the name is taken (by a file or a directory), ERROR_PATH_NOT_FOUND when
 // the parent is missing. The security attributes are ignored.
 QN_WIN32_API BOOL WINAPI CreateDirectoryW(LPCWSTR lpPathName, struct _SECURITY_ATTRIBUTES *lpSecurityAttributes);
-// An empty directory only: ERROR_DIR_NOT_EMPTY otherwise, ERROR_DIRECTORY for a file.
+// An empty directory only: ERROR_DIR_NOT_EMPTY otherwise, ERROR_DIRECTORY for a file,
+// ERROR_SHARING_VIOLATION while a handle of this process holds it without FILE_SHARE_DELETE.
 QN_WIN32_API BOOL WINAPI RemoveDirectoryW(LPCWSTR lpPathName);
 // FILE_ATTRIBUTE_DIRECTORY for a directory; for a file FILE_ATTRIBUTE_ARCHIVE, with
 // FILE_ATTRIBUTE_READONLY when the owner may not write it. INVALID_FILE_ATTRIBUTES with

@@ -5,15 +5,16 @@
 // a read-only view faults on a write, the bytes after the end of a file up to the end of its last
 // page read as zero, views of one mapping (and the file itself, through ReadFile and WriteFile) see
 // each other's writes, and a copy-on-write view keeps its changes to itself. A mapping keeps its
-// file open, and a view keeps its mapping, after their handles are closed, as on Windows: the
-// file's sharing stays in force until the last view of it is unmapped.
+// file's contents, and a view its mapping, after their handles are closed, as on Windows; the
+// file's sharing ends with its last file handle, and the file may be deleted while mapped (as Wine
+// allows). While a mapping of a file lives, cutting the file short (SetEndOfFile, CREATE_ALWAYS,
+// TRUNCATE_EXISTING) fails with ERROR_USER_MAPPED_FILE; extending it is allowed.
 //
 // Limits, where Windows differs:
 // - Named mappings (shared between processes by name) are not supported: a name gives NULL with
 //   ERROR_NOT_SUPPORTED. The SEC_* flags in the protection's high bits are accepted and ignored.
-// - Windows refuses to truncate a file while it is mapped (ERROR_USER_MAPPED_FILE); the subset
-//   does not watch for that, and reading a view past a file that another handle has since cut
-//   short raises SIGBUS.
+// - Another process may still cut a mapped file short; reading a view past the new end then
+//   raises SIGBUS.
 // - A view's base is a multiple of the page size, not of 64 KiB; offsets must still be multiples
 //   of 64 KiB (the allocation granularity), as on Windows.
 #pragma once
@@ -42,7 +43,8 @@ QN_WIN32_API HANDLE WINAPI CreateFileMappingW(HANDLE hFile, struct _SECURITY_ATT
 // must be a multiple of 64 KiB (ERROR_MAPPED_ALIGNMENT). FILE_MAP_READ reads, FILE_MAP_WRITE (or
 // FILE_MAP_ALL_ACCESS) also writes and needs a PAGE_READWRITE mapping, FILE_MAP_COPY writes into
 // private copies of the pages. A view beyond the mapping's size, or that asks for more than the
-// mapping allows, fails with ERROR_ACCESS_DENIED. Answers NULL on failure.
+// mapping allows, fails with ERROR_ACCESS_DENIED; an offset at or past the mapping's end with
+// ERROR_INVALID_PARAMETER. Answers NULL on failure.
 QN_WIN32_API LPVOID WINAPI MapViewOfFile(HANDLE hFileMappingObject, DWORD dwDesiredAccess, DWORD dwFileOffsetHigh,
                                         DWORD dwFileOffsetLow, SIZE_T dwNumberOfBytesToMap);
 // Unmaps the view that holds the address (its base or any address inside it);

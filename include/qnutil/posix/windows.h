@@ -14,6 +14,7 @@
 #include "qnutil/posix/gdi.h"
 #include "qnutil/posix/files.h"
 #include "qnutil/posix/mapping.h"
+#include "qnutil/posix/textunicode.h"
 #include "qnutil/posix/resources.h"
 #include "qnutil/posix/formatmessage.h"
 #include "qnutil/posix/winuser.h"

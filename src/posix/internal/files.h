@@ -1,5 +1,6 @@
 // Open files as kernel objects of the handle table, for the file services and for the mappings
-// made over them (a mapping keeps its file's object, and with it the file's sharing, alive).
+// made over them. A mapping keeps its own descriptor of the file, not the file object: as on
+// Windows, the file's sharing ends when its last handle closes, even while views of it remain.
 #pragma once
 
 #include <stdint.h>
@@ -47,5 +48,11 @@ class FileObject final : public KernelObject {
   const bool directory_;
   const std::string deleteOnClose_;
 };
+
+// The process's count of live mappings per file: Windows refuses to cut short a file that is
+// mapped (ERROR_USER_MAPPED_FILE). A mapping object notes its file for its whole life, which
+// covers its views, since each view keeps its mapping. Noting a mapping answers false when memory
+// is short; ending one always succeeds.
+bool NoteMappedFile(uint64_t device, uint64_t inode, bool mapped) noexcept;
 
 }  // namespace qn::posix
