@@ -291,6 +291,18 @@ bool RemoveDirectoryName(const std::string &path) {
   return Fail(ErrorForPath(path, errno));
 }
 
+// The answer of a service on a path: Windows reads a null path as a missing one; the conversion
+// may run out of memory.
+template <class T, class Service>
+T WithPath(LPCWSTR name, T failure, Service service) noexcept {
+  if (name == nullptr) return Fail(ERROR_PATH_NOT_FOUND, failure);
+  try {
+    return service(PathToPosix(name));
+  } catch (const std::bad_alloc &) {
+    return Fail(ERROR_NOT_ENOUGH_MEMORY, failure);
+  }
+}
+
 bool CutOrExtend(const FileObject &file) noexcept {
   std::lock_guard<std::mutex> guard(g_sharingLock);
   const off_t position = lseek(file.Fd(), 0, SEEK_CUR);
@@ -469,52 +481,33 @@ BOOL WINAPI FlushFileBuffers(HANDLE hFile) {
 extern "C" {
 
 BOOL WINAPI DeleteFileW(LPCWSTR lpFileName) {
-  if (lpFileName == nullptr) return Fail(ERROR_PATH_NOT_FOUND);
-  try {
-    return qn::posix::DeleteName(qn::posix::PathToPosix(lpFileName));
-  } catch (const std::bad_alloc &) {
-    return Fail(ERROR_NOT_ENOUGH_MEMORY);
-  }
+  return qn::posix::WithPath(lpFileName, FALSE, [](const std::string &path) -> BOOL { return qn::posix::DeleteName(path); });
 }
 
 BOOL WINAPI CreateDirectoryW(LPCWSTR lpPathName, struct _SECURITY_ATTRIBUTES *) {
-  if (lpPathName == nullptr) return Fail(ERROR_PATH_NOT_FOUND);
-  try {
-    const std::string path = qn::posix::PathToPosix(lpPathName);
+  return qn::posix::WithPath(lpPathName, FALSE, [](const std::string &path) -> BOOL {
     if (mkdir(path.c_str(), 0777) == 0) return TRUE;
     // EEXIST comes before a missing parent is noticed, so it is always ERROR_ALREADY_EXISTS.
     return Fail(errno == ENOENT || errno == ENOTDIR ? ERROR_PATH_NOT_FOUND : Win32ErrorFromErrno(errno));
-  } catch (const std::bad_alloc &) {
-    return Fail(ERROR_NOT_ENOUGH_MEMORY);
-  }
+  });
 }
 
 BOOL WINAPI RemoveDirectoryW(LPCWSTR lpPathName) {
-  if (lpPathName == nullptr) return Fail(ERROR_PATH_NOT_FOUND);
-  try {
-    return qn::posix::RemoveDirectoryName(qn::posix::PathToPosix(lpPathName));
-  } catch (const std::bad_alloc &) {
-    return Fail(ERROR_NOT_ENOUGH_MEMORY);
-  }
+  return qn::posix::WithPath(lpPathName, FALSE,
+                             [](const std::string &path) -> BOOL { return qn::posix::RemoveDirectoryName(path); });
 }
 
 DWORD WINAPI GetFileAttributesW(LPCWSTR lpFileName) {
-  if (lpFileName == nullptr) return Fail(ERROR_PATH_NOT_FOUND, INVALID_FILE_ATTRIBUTES);
-  try {
-    const std::string path = qn::posix::PathToPosix(lpFileName);
+  return qn::posix::WithPath(lpFileName, INVALID_FILE_ATTRIBUTES, [](const std::string &path) -> DWORD {
     struct stat st;
     if (stat(path.c_str(), &st) != 0) return Fail(qn::posix::ErrorForPath(path, errno), INVALID_FILE_ATTRIBUTES);
     if (S_ISDIR(st.st_mode)) return FILE_ATTRIBUTE_DIRECTORY;
     return FILE_ATTRIBUTE_ARCHIVE | (qn::posix::IsReadOnly(st) ? FILE_ATTRIBUTE_READONLY : 0);
-  } catch (const std::bad_alloc &) {
-    return Fail(ERROR_NOT_ENOUGH_MEMORY, INVALID_FILE_ATTRIBUTES);
-  }
+  });
 }
 
 BOOL WINAPI SetFileAttributesW(LPCWSTR lpFileName, DWORD dwFileAttributes) {
-  if (lpFileName == nullptr) return Fail(ERROR_PATH_NOT_FOUND);
-  try {
-    const std::string path = qn::posix::PathToPosix(lpFileName);
+  return qn::posix::WithPath(lpFileName, FALSE, [dwFileAttributes](const std::string &path) -> BOOL {
     struct stat st;
     if (stat(path.c_str(), &st) != 0) return Fail(qn::posix::ErrorForPath(path, errno));
     if (S_ISDIR(st.st_mode)) return TRUE;
@@ -522,9 +515,7 @@ BOOL WINAPI SetFileAttributesW(LPCWSTR lpFileName, DWORD dwFileAttributes) {
     mode = (dwFileAttributes & FILE_ATTRIBUTE_READONLY) ? (mode & ~0222) : (mode | S_IWUSR);
     if (chmod(path.c_str(), mode) != 0) return Fail(Win32ErrorFromErrno(errno));
     return TRUE;
-  } catch (const std::bad_alloc &) {
-    return Fail(ERROR_NOT_ENOUGH_MEMORY);
-  }
+  });
 }
 
 }  // extern "C"

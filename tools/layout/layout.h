@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <iostream>
 #include <type_traits>
 
@@ -27,6 +28,26 @@ void Line(const char *name, T value) {
   }
 }
 
+// An interface identifier as its fields, in hexadecimal.
+inline void IidLine(const char *name, const GUID &iid) {
+  std::cout << name << ' ' << std::hex << iid.Data1 << ' ' << iid.Data2 << ' ' << iid.Data3;
+  for (unsigned char b : iid.Data4) std::cout << ' ' << static_cast<unsigned>(b);
+  std::cout << std::dec << '\n';
+}
+
+// The slot (from 1) that a pointer to a virtual member names. Every target builds with the Itanium
+// C++ ABI (g++, clang, mingw), where such a pointer holds 1 + the slot's byte offset in the table.
+template <class F>
+unsigned long long VirtualSlot(F f) {
+  static_assert(sizeof(F) == 2 * sizeof(void *), "a member pointer is a pointer and an adjustment");
+  struct {
+    std::uintptr_t ptr;
+    std::ptrdiff_t adj;
+  } raw;
+  std::memcpy(&raw, &f, sizeof raw);
+  return (raw.ptr - 1) / sizeof(void *) + 1;
+}
+
 }  // namespace
 
 // Size and alignment of any type.
@@ -46,6 +67,8 @@ void Line(const char *name, T value) {
 #define OFFSET(T, field) Line("offset." #T "." #field, offsetof(T, field))
 // The value of a constant or of an expression over constants.
 #define VALUE(expr) Line(#expr, (expr))
+// The slot of an interface's method, by the pointer to it.
+#define VIRTUAL_SLOT(I, m) Line("slot." #I "." #m, VirtualSlot(&I::m))
 
 namespace qnlayout {
 
