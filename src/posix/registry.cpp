@@ -5,11 +5,13 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <sys/file.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdint>
 #include <cstring>
 #include <mutex>
 #include <new>
@@ -27,10 +29,11 @@ using reg::KeyPtr;
 constexpr size_t kMaxKeyName = 256;     // code units in one component of a key path (Wine's limit)
 constexpr size_t kMaxValueName = 16383;  // code units in a value name
 constexpr double kWriteBackAge = 2.0;  // seconds a change may wait in memory before a call writes it
+constexpr double kStatInterval = 1.0;  // seconds between looks at the file when no writer said anything
 
 double Now() {
   timespec ts;
-  clock_gettime(CLOCK_MONOTONIC, &ts);
+  clock_gettime(CLOCK_MONOTONIC_COARSE, &ts);
   return static_cast<double>(ts.tv_sec) + static_cast<double>(ts.tv_nsec) * 1e-9;
 }
 
@@ -96,13 +99,26 @@ class Hive {
 
   // Brings the tree up to date with the file; ERROR_BADDB while the file cannot be parsed. Also
   // writes back changes that have waited too long.
-  DWORD Refresh() {
+  //
+  // Looking at the file costs a system call, so a call looks only when a writer of this library
+  // has bumped the hive's generation (a counter in the shared mapping of the lock file), or when
+  // the last look is a second old (an edit by other means), or when the hive is broken, or when
+  // `look` asks for it (opening a key, writing back).
+  DWORD Refresh(bool look = false) {
     Paths();
-    struct stat st;
-    const Stamp now = stat(file_.c_str(), &st) == 0 ? Stamp::Of(st) : Stamp{};
-    if (!(now == stamp_) || !loaded_) {
-      const DWORD result = Reload();
-      if (result != ERROR_SUCCESS) return result;
+    const double now = Now();
+    const bool quiet = !look && generation_ != nullptr && loaded_ && !broken_ &&
+                       generation_->load(std::memory_order_acquire) == seenGeneration_ &&
+                       now - lastLook_ < kStatInterval;
+    if (!quiet) {
+      if (generation_) seenGeneration_ = generation_->load(std::memory_order_acquire);
+      lastLook_ = now;
+      struct stat st;
+      const Stamp current = stat(file_.c_str(), &st) == 0 ? Stamp::Of(st) : Stamp{};
+      if (!(current == stamp_) || !loaded_) {
+        const DWORD result = Reload();
+        if (result != ERROR_SUCCESS) return result;
+      }
     }
     if (broken_) return ERROR_BADDB;
     if (!changes_.empty() && Now() - firstChange_ > kWriteBackAge) WriteBack();
@@ -133,10 +149,22 @@ class Hive {
   }
 
  private:
+  // Settles the file names at the first use, and maps the generation counter (the first 4 bytes
+  // of the lock file, made with the directory when missing). Without the mapping every call looks
+  // at the file.
   void Paths() {
     if (!file_.empty()) return;
     dir_ = RegistryDir();
     file_ = dir_ + "/" + Utf8(rootName_) + ".reg";
+    if (MakeDirs(dir_) != ERROR_SUCCESS) return;
+    const int fd = open((file_ + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+    if (fd < 0) return;
+    struct stat st;
+    if (fstat(fd, &st) == 0 && (st.st_size >= 4 || ftruncate(fd, 4) == 0)) {
+      void *map = mmap(nullptr, 4, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+      if (map != MAP_FAILED) generation_ = static_cast<std::atomic<uint32_t> *>(map);
+    }
+    close(fd);
   }
 
   // Reads the file into a fresh tree, replays the pending changes on it and merges it into the
@@ -229,6 +257,7 @@ class Hive {
       close(dirFd);
     }
     stamp_ = Stamp::Of(st);
+    if (generation_) seenGeneration_ = generation_->fetch_add(1, std::memory_order_acq_rel) + 1;
     changes_.clear();
     return ERROR_SUCCESS;
   }
@@ -243,6 +272,9 @@ class Hive {
   std::vector<Change> changes_;
   double firstChange_ = 0;
   std::atomic<int> handles_{0};
+  std::atomic<uint32_t> *generation_ = nullptr;  // shared by every process that uses the hive
+  uint32_t seenGeneration_ = 0;
+  double lastLook_ = 0;
 };
 
 struct Registry {
@@ -285,13 +317,13 @@ struct Target {
   REGSAM access = 0;
 };
 
-DWORD Resolve(HKEY hKey, Target &target, std::shared_ptr<KeyObject> &holder) {
+DWORD Resolve(HKEY hKey, Target &target, std::shared_ptr<KeyObject> &holder, bool look = false) {
   const auto value = reinterpret_cast<ULONG_PTR>(hKey);
   const auto first = reinterpret_cast<ULONG_PTR>(HKEY_CLASSES_ROOT);
   if (value - first < 4) {
     target.hive = &TheRegistry().hives[value - first];
     target.access = KEY_ALL_ACCESS;
-    const DWORD result = target.hive->Refresh();
+    const DWORD result = target.hive->Refresh(look);
     target.key = target.hive->Root().get();
     return result;
   }
@@ -302,7 +334,7 @@ DWORD Resolve(HKEY hKey, Target &target, std::shared_ptr<KeyObject> &holder) {
   target.hive = &holder->hive;
   target.access = holder->access;
   target.key = holder->key.get();
-  const DWORD result = target.hive->Refresh();
+  const DWORD result = target.hive->Refresh(look);
   if (result != ERROR_SUCCESS) return result;
   return target.key->deleted ? ERROR_KEY_DELETED : ERROR_SUCCESS;
 }
@@ -380,7 +412,7 @@ LSTATUS WINAPI RegOpenKeyExW(HKEY hKey, LPCWSTR lpSubKey, DWORD, REGSAM samDesir
     std::lock_guard<std::mutex> guard(TheRegistry().lock);
     Target target;
     std::shared_ptr<KeyObject> holder;
-    DWORD result = Resolve(hKey, target, holder);
+    DWORD result = Resolve(hKey, target, holder, true);
     if (result != ERROR_SUCCESS) return result;
     std::vector<std::u16string> names;
     if ((result = SplitPath(lpSubKey, names)) != ERROR_SUCCESS) return result;
@@ -405,7 +437,7 @@ LSTATUS WINAPI RegCreateKeyExW(HKEY hKey, LPCWSTR lpSubKey, DWORD, LPWSTR, DWORD
     std::lock_guard<std::mutex> guard(TheRegistry().lock);
     Target target;
     std::shared_ptr<KeyObject> holder;
-    DWORD result = Resolve(hKey, target, holder);
+    DWORD result = Resolve(hKey, target, holder, true);
     if (result != ERROR_SUCCESS) return result;
     std::vector<std::u16string> names;
     if ((result = SplitPath(lpSubKey, names)) != ERROR_SUCCESS) return result;
@@ -459,7 +491,7 @@ LSTATUS WINAPI RegFlushKey(HKEY hKey) {
     std::lock_guard<std::mutex> guard(TheRegistry().lock);
     Target target;
     std::shared_ptr<KeyObject> holder;
-    const DWORD result = Resolve(hKey, target, holder);
+    const DWORD result = Resolve(hKey, target, holder, true);
     if (result != ERROR_SUCCESS) return result;
     return target.hive->WriteBack();
   });

@@ -183,6 +183,7 @@ TEST(RegistryHive, RoundTripKeepsTheFileByteForByte) {
 TEST(RegistryHive, CorruptFileIsLeftAloneAndAnswersBadDb) {
   const std::string path = HivePath("HKEY_USERS");
   WriteFile(path, Utf16WithBom(u"Windows Registry Editor Version 5.00\r\n\r\n[HKEY_USERS\\Kept]\r\n\"a\"=dword:1\r\n"));
+  EXPECT_EQ(Query(HKEY_USERS, u"Kept", u"a").data, (std::vector<BYTE>{1, 0, 0, 0}));
   const BYTE mine[4] = {7, 0, 0, 0};
   ASSERT_EQ(RegSetValueExW(HKEY_USERS, W(u"Mine"), 0, REG_DWORD, mine, 4), ERROR_SUCCESS);  // not yet written
 
@@ -216,13 +217,15 @@ TEST(RegistryHive, ProcessesWritingOneHiveLoseNothing) {
   ASSERT_EQ(RegDeleteTreeW(HKEY_USERS, nullptr), ERROR_SUCCESS);
   ASSERT_EQ(RegFlushKey(HKEY_USERS), ERROR_SUCCESS);
   constexpr int kProcesses = 4, kValues = 60;
+  // Opened before the writers start: what they write back is seen through this handle.
+  HKEY k = nullptr;
+  ASSERT_EQ(RegCreateKeyExW(HKEY_USERS, W(u"Shared"), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &k, nullptr), 0);
   std::vector<pid_t> children;
   for (int p = 0; p < kProcesses; ++p) {
     const pid_t pid = fork();
     ASSERT_GE(pid, 0);
     if (pid == 0) {
       int failures = 0;
-      HKEY k = nullptr;
       failures += RegCreateKeyExW(HKEY_USERS, W(u"Shared"), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &k, nullptr) != 0;
       for (int v = 0; v < kValues; ++v) {
         std::u16string name = u"p" + std::u16string(1, char16_t(u'0' + p)) + u"_" + std::u16string(1, char16_t(u'A' + v / 26)) +
@@ -231,7 +234,8 @@ TEST(RegistryHive, ProcessesWritingOneHiveLoseNothing) {
         failures += RegSetValueExW(k, W(name.c_str()), 0, REG_DWORD, reinterpret_cast<const BYTE *>(&data), 4) != 0;
         if (v % 7 == 6) failures += RegFlushKey(k) != 0;
       }
-      failures += RegCloseKey(k) != 0;  // the last handle: written back
+      failures += RegFlushKey(k) != 0;
+      failures += RegCloseKey(k) != 0;
       _exit(failures == 0 ? 0 : 1);
     }
     children.push_back(pid);
@@ -242,8 +246,6 @@ TEST(RegistryHive, ProcessesWritingOneHiveLoseNothing) {
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
   }
   // This process sees what the others wrote, every value of every writer.
-  HKEY k = nullptr;
-  ASSERT_EQ(RegOpenKeyExW(HKEY_USERS, W(u"Shared"), 0, KEY_READ, &k), ERROR_SUCCESS);
   DWORD count = 0, cch = 16, data = 0, size = 4;
   WCHAR name[16];
   while (RegEnumValueW(k, count, name, &cch, nullptr, nullptr, reinterpret_cast<BYTE *>(&data), &size) == ERROR_SUCCESS) {

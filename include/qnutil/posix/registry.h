@@ -26,8 +26,11 @@
 //   replayed on top of it, and the result goes to a temporary file renamed over the hive. So no
 //   writer loses another's changes; where two processes change the same value, the later
 //   write-back wins.
-// - Every call looks at the file (one stat) and reads it again when its identity, size or time
-//   changed: a change that another process has written back is seen by the next call here.
+// - A change another process has written back is seen by the next call here: every write-back
+//   bumps a generation counter kept in the first 4 bytes of <ROOT NAME>.reg.lock (shared through
+//   a mapping), and a call that finds it changed reads the file again. A hive file replaced by
+//   other means (an editor, a copy) is noticed at the next RegOpenKeyExW, RegCreateKeyExW or
+//   RegFlushKey, and by any call once a second has passed since the last look.
 //
 // A hive file that cannot be parsed is never written; every call on a key of that root answers
 // ERROR_BADDB, and the reason ("<file>:<line>: <reason>") goes to stderr once per distinct failure.
