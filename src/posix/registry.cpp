@@ -315,6 +315,7 @@ struct Target {
   Hive *hive = nullptr;
   Key *key = nullptr;
   REGSAM access = 0;
+  bool root = false;  // named by a predefined root, not by a handle
 };
 
 DWORD Resolve(HKEY hKey, Target &target, std::shared_ptr<KeyObject> &holder, bool look = false) {
@@ -323,6 +324,7 @@ DWORD Resolve(HKEY hKey, Target &target, std::shared_ptr<KeyObject> &holder, boo
   if (value - first < 4) {
     target.hive = &TheRegistry().hives[value - first];
     target.access = KEY_ALL_ACCESS;
+    target.root = true;
     const DWORD result = target.hive->Refresh(look);
     target.key = target.hive->Root().get();
     return result;
@@ -400,6 +402,29 @@ LSTATUS Guarded(Body body) {
   }
 }
 
+// Runs `body` on the key an HKEY names, up to date, under the registry's lock; `look` makes the
+// hive look at its file whatever the generation says.
+template <class Body>
+LSTATUS OnKey(HKEY hKey, bool look, Body body) {
+  return Guarded([&]() -> LSTATUS {
+    std::lock_guard<std::mutex> guard(TheRegistry().lock);
+    Target target;
+    std::shared_ptr<KeyObject> holder;
+    const DWORD result = Resolve(hKey, target, holder, look);
+    if (result != ERROR_SUCCESS) return result;
+    return body(target);
+  });
+}
+
+// The key at the end of `names` below `key`, or null.
+Key *FindPath(Key *key, const std::vector<std::u16string> &names) {
+  for (const auto &name : names) {
+    if (!key) break;
+    key = key->FindSubkey(reg::FoldName(name));
+  }
+  return key;
+}
+
 }  // namespace
 }  // namespace qn::posix
 
@@ -408,23 +433,16 @@ using namespace qn::posix;
 LSTATUS WINAPI RegOpenKeyExW(HKEY hKey, LPCWSTR lpSubKey, DWORD, REGSAM samDesired, PHKEY phkResult) {
   if (phkResult == nullptr) return ERROR_INVALID_PARAMETER;
   *phkResult = nullptr;
-  return Guarded([&]() -> LSTATUS {
-    std::lock_guard<std::mutex> guard(TheRegistry().lock);
-    Target target;
-    std::shared_ptr<KeyObject> holder;
-    DWORD result = Resolve(hKey, target, holder, true);
-    if (result != ERROR_SUCCESS) return result;
+  return OnKey(hKey, true, [&](Target &target) -> LSTATUS {
+    DWORD result;
     std::vector<std::u16string> names;
     if ((result = SplitPath(lpSubKey, names)) != ERROR_SUCCESS) return result;
-    if (names.empty() && !holder) {
+    if (names.empty() && target.root) {
       *phkResult = hKey;  // a root opened again is the root itself
       return ERROR_SUCCESS;
     }
-    Key *key = target.key;
-    for (const auto &name : names) {
-      key = key->FindSubkey(reg::FoldName(name));
-      if (!key) return ERROR_FILE_NOT_FOUND;
-    }
+    Key *key = FindPath(target.key, names);
+    if (!key) return ERROR_FILE_NOT_FOUND;
     return OpenHandle(target, key, samDesired, phkResult);
   });
 }
@@ -433,12 +451,8 @@ LSTATUS WINAPI RegCreateKeyExW(HKEY hKey, LPCWSTR lpSubKey, DWORD, LPWSTR, DWORD
                                LPSECURITY_ATTRIBUTES, PHKEY phkResult, LPDWORD lpdwDisposition) {
   if (phkResult == nullptr) return ERROR_INVALID_PARAMETER;
   *phkResult = nullptr;
-  return Guarded([&]() -> LSTATUS {
-    std::lock_guard<std::mutex> guard(TheRegistry().lock);
-    Target target;
-    std::shared_ptr<KeyObject> holder;
-    DWORD result = Resolve(hKey, target, holder, true);
-    if (result != ERROR_SUCCESS) return result;
+  return OnKey(hKey, true, [&](Target &target) -> LSTATUS {
+    DWORD result;
     std::vector<std::u16string> names;
     if ((result = SplitPath(lpSubKey, names)) != ERROR_SUCCESS) return result;
     Key *key = target.key;
@@ -487,12 +501,7 @@ LSTATUS WINAPI RegCloseKey(HKEY hKey) {
 }
 
 LSTATUS WINAPI RegFlushKey(HKEY hKey) {
-  return Guarded([&]() -> LSTATUS {
-    std::lock_guard<std::mutex> guard(TheRegistry().lock);
-    Target target;
-    std::shared_ptr<KeyObject> holder;
-    const DWORD result = Resolve(hKey, target, holder, true);
-    if (result != ERROR_SUCCESS) return result;
+  return OnKey(hKey, true, [&](Target &target) -> LSTATUS {
     return target.hive->WriteBack();
   });
 }
@@ -500,12 +509,7 @@ LSTATUS WINAPI RegFlushKey(HKEY hKey) {
 LSTATUS WINAPI RegQueryValueExW(HKEY hKey, LPCWSTR lpValueName, LPDWORD lpReserved, LPDWORD lpType, LPBYTE lpData,
                                 LPDWORD lpcbData) {
   if (lpReserved != nullptr || (lpData != nullptr && lpcbData == nullptr)) return ERROR_INVALID_PARAMETER;
-  return Guarded([&]() -> LSTATUS {
-    std::lock_guard<std::mutex> guard(TheRegistry().lock);
-    Target target;
-    std::shared_ptr<KeyObject> holder;
-    const DWORD result = Resolve(hKey, target, holder);
-    if (result != ERROR_SUCCESS) return result;
+  return OnKey(hKey, false, [&](Target &target) -> LSTATUS {
     if ((target.access & KEY_QUERY_VALUE) == 0) return ERROR_ACCESS_DENIED;
     const reg::Value *value = target.key->FindValue(reg::FoldName(NameOf(lpValueName)));
     if (!value) return ERROR_FILE_NOT_FOUND;
@@ -526,12 +530,7 @@ LSTATUS WINAPI RegQueryValueExW(HKEY hKey, LPCWSTR lpValueName, LPDWORD lpReserv
 
 LSTATUS WINAPI RegSetValueExW(HKEY hKey, LPCWSTR lpValueName, DWORD, DWORD dwType, const BYTE *lpData, DWORD cbData) {
   if (lpData == nullptr && cbData != 0) return ERROR_NOACCESS;
-  return Guarded([&]() -> LSTATUS {
-    std::lock_guard<std::mutex> guard(TheRegistry().lock);
-    Target target;
-    std::shared_ptr<KeyObject> holder;
-    const DWORD result = Resolve(hKey, target, holder);
-    if (result != ERROR_SUCCESS) return result;
+  return OnKey(hKey, false, [&](Target &target) -> LSTATUS {
     if ((target.access & KEY_SET_VALUE) == 0) return ERROR_ACCESS_DENIED;
     DWORD size = cbData;
     if ((dwType == REG_SZ || dwType == REG_EXPAND_SZ || dwType == REG_MULTI_SZ) && size >= 2) {
@@ -556,12 +555,7 @@ LSTATUS WINAPI RegSetValueExW(HKEY hKey, LPCWSTR lpValueName, DWORD, DWORD dwTyp
 }
 
 LSTATUS WINAPI RegDeleteValueW(HKEY hKey, LPCWSTR lpValueName) {
-  return Guarded([&]() -> LSTATUS {
-    std::lock_guard<std::mutex> guard(TheRegistry().lock);
-    Target target;
-    std::shared_ptr<KeyObject> holder;
-    const DWORD result = Resolve(hKey, target, holder);
-    if (result != ERROR_SUCCESS) return result;
+  return OnKey(hKey, false, [&](Target &target) -> LSTATUS {
     if ((target.access & KEY_SET_VALUE) == 0) return ERROR_ACCESS_DENIED;
     const std::u16string name = NameOf(lpValueName);
     if (!target.key->DeleteValue(reg::FoldName(name))) return ERROR_FILE_NOT_FOUND;
@@ -575,12 +569,7 @@ LSTATUS WINAPI RegEnumValueW(HKEY hKey, DWORD dwIndex, LPWSTR lpValueName, LPDWO
   if (lpReserved != nullptr || lpcchValueName == nullptr || (lpData != nullptr && lpcbData == nullptr)) {
     return ERROR_INVALID_PARAMETER;
   }
-  return Guarded([&]() -> LSTATUS {
-    std::lock_guard<std::mutex> guard(TheRegistry().lock);
-    Target target;
-    std::shared_ptr<KeyObject> holder;
-    const DWORD result = Resolve(hKey, target, holder);
-    if (result != ERROR_SUCCESS) return result;
+  return OnKey(hKey, false, [&](Target &target) -> LSTATUS {
     if ((target.access & KEY_QUERY_VALUE) == 0) return ERROR_ACCESS_DENIED;
     const reg::Value *value = target.key->ValueAt(dwIndex);
     if (!value) return ERROR_NO_MORE_ITEMS;
@@ -610,12 +599,7 @@ LSTATUS WINAPI RegEnumValueW(HKEY hKey, DWORD dwIndex, LPWSTR lpValueName, LPDWO
 LSTATUS WINAPI RegEnumKeyExW(HKEY hKey, DWORD dwIndex, LPWSTR lpName, LPDWORD lpcchName, LPDWORD lpReserved,
                              LPWSTR lpClass, LPDWORD lpcchClass, struct _FILETIME *lpftLastWriteTime) {
   if (lpReserved != nullptr || lpcchName == nullptr) return ERROR_INVALID_PARAMETER;
-  return Guarded([&]() -> LSTATUS {
-    std::lock_guard<std::mutex> guard(TheRegistry().lock);
-    Target target;
-    std::shared_ptr<KeyObject> holder;
-    const DWORD result = Resolve(hKey, target, holder);
-    if (result != ERROR_SUCCESS) return result;
+  return OnKey(hKey, false, [&](Target &target) -> LSTATUS {
     if ((target.access & KEY_ENUMERATE_SUB_KEYS) == 0) return ERROR_ACCESS_DENIED;
     const Key *subkey = target.key->SubkeyAt(dwIndex);
     if (!subkey) return ERROR_NO_MORE_ITEMS;
@@ -641,19 +625,12 @@ namespace {
 // Deletes the subkey `lpSubKey` of hKey (hKey itself when it is NULL or empty): only a key
 // without subkeys unless `tree`; with `tree` and no subkey, hKey is emptied and kept.
 LSTATUS DeleteKey(HKEY hKey, LPCWSTR lpSubKey, bool tree) {
-  return Guarded([&]() -> LSTATUS {
-    std::lock_guard<std::mutex> guard(TheRegistry().lock);
-    Target target;
-    std::shared_ptr<KeyObject> holder;
-    DWORD result = Resolve(hKey, target, holder);
-    if (result != ERROR_SUCCESS) return result;
+  return OnKey(hKey, false, [&](Target &target) -> LSTATUS {
+    DWORD result;
     std::vector<std::u16string> names;
     if ((result = SplitPath(lpSubKey, names)) != ERROR_SUCCESS) return result;
-    Key *key = target.key;
-    for (const auto &name : names) {
-      key = key->FindSubkey(reg::FoldName(name));
-      if (!key) return ERROR_FILE_NOT_FOUND;
-    }
+    Key *key = FindPath(target.key, names);
+    if (!key) return ERROR_FILE_NOT_FOUND;
     if (tree && names.empty()) {
       key->Clear();
       target.hive->Record(Change{Change::ClearKey, reg::PathOf(*key), {}, 0, {}});
