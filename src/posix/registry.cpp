@@ -350,6 +350,8 @@ DWORD SplitPath(LPCWSTR subKey, std::vector<std::u16string> &names) {
   for (;; ++p) {
     if (*p == u'\\' || *p == 0) {
       if (name.size() > kMaxKeyName) return ERROR_INVALID_PARAMETER;
+      // A line break cannot stand in a hive file's key line.
+      if (name.find_first_of(u"\r\n") != std::u16string::npos) return ERROR_INVALID_PARAMETER;
       if (!name.empty()) names.push_back(std::move(name));
       name.clear();
       if (*p == 0) break;

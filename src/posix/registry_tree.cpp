@@ -440,6 +440,11 @@ class Parser {
 
 void Escape(std::u16string &out, std::u16string_view s) {
   for (char16_t c : s) {
+    if (c == u'\n' || c == u'\r') {
+      out.push_back(u'\\');
+      out.push_back(c == u'\n' ? u'n' : u'r');
+      continue;
+    }
     if (c == u'\\' || c == u'"') out.push_back(u'\\');
     out.push_back(c);
   }

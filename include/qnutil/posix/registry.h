@@ -39,8 +39,11 @@
 // Limits: REG_OPTION_VOLATILE keys are persisted like others; security descriptors, links,
 // notifications and the WOW64 views are not provided (KEY_WOW64_* are accepted and ignored). A
 // handle on a key deleted by another process answers ERROR_KEY_DELETED once the deletion is seen.
-// Names: key names are case-insensitive (by upper case, as Windows compares them) and keep their
-// case; a key name is at most 255 code units, a value name at most 16383.
+// Names: key and value names are case-insensitive (compared by lower case, as Wine does) and keep
+// their case; a key name is at most 256 code units (as Wine allows), a value name at most 16383. A key
+// name with a line break (CR or LF) is refused with ERROR_INVALID_PARAMETER: the file's key lines
+// cannot hold one (value names and data can: they are escaped or written in hex). A forked child
+// starts with its parent's changes not yet written back, and writes them with its own.
 #pragma once
 
 #include "qnutil/posix/windef.h"
@@ -145,23 +148,29 @@ QN_WIN32_API LSTATUS WINAPI RegFlushKey(HKEY hKey);
 
 // A value's type and bytes. lpValueName NULL or "" is the default value. lpData NULL asks only for
 // the size (in *lpcbData) and type; a buffer too small answers ERROR_MORE_DATA with the size
-// needed in *lpcbData. Bytes are answered as stored: no terminator is added.
+// needed in *lpcbData. Bytes are answered as stored and counted; string data (REG_SZ,
+// REG_EXPAND_SZ, REG_MULTI_SZ) that does not end in a zero gets one uncounted zero code unit after
+// it when the buffer has room, as Windows does.
 QN_WIN32_API LSTATUS WINAPI RegQueryValueExW(HKEY hKey, LPCWSTR lpValueName, LPDWORD lpReserved, LPDWORD lpType,
                                              LPBYTE lpData, LPDWORD lpcbData);
-// Stores cbData bytes of type dwType as the value (replacing one of the same name, which keeps its
-// place in the enumeration). As Windows does, a string type (REG_SZ, REG_EXPAND_SZ, REG_MULTI_SZ)
+// Stores cbData bytes of type dwType as the value (replacing one of the same name, which keeps the
+// name as first written). As Windows does, a string type (REG_SZ, REG_EXPAND_SZ, REG_MULTI_SZ)
 // whose counted data does not end in a zero but is followed by one gets that zero counted too.
 // lpData NULL with cbData > 0 answers ERROR_NOACCESS.
 QN_WIN32_API LSTATUS WINAPI RegSetValueExW(HKEY hKey, LPCWSTR lpValueName, DWORD Reserved, DWORD dwType,
                                            const BYTE *lpData, DWORD cbData);
 QN_WIN32_API LSTATUS WINAPI RegDeleteValueW(HKEY hKey, LPCWSTR lpValueName);
 
-// The value at dwIndex, in the order the values were first set. *lpcchValueName is the name
-// buffer's size in code units on entry and the name's length on success. A name buffer too small,
-// or a data buffer too small, answers ERROR_MORE_DATA; *lpcbData then holds the size needed.
+// The value at dwIndex, values sorted by their lower-case names as Wine enumerates them (Windows
+// keeps the order of creation; callers should rely on neither). *lpcchValueName is the name
+// buffer's size in code units on entry and the name's length on success. A name buffer without
+// room for the name and its zero answers ERROR_MORE_DATA, leaves the name and *lpcchValueName
+// alone and puts the data's size in *lpcbData; a data buffer too small answers ERROR_MORE_DATA
+// with the name copied and the size needed in *lpcbData. Data is copied as RegQueryValueExW does.
 QN_WIN32_API LSTATUS WINAPI RegEnumValueW(HKEY hKey, DWORD dwIndex, LPWSTR lpValueName, LPDWORD lpcchValueName,
                                           LPDWORD lpReserved, LPDWORD lpType, LPBYTE lpData, LPDWORD lpcbData);
-// The subkey at dwIndex, subkeys sorted by their upper-case names (as Windows keeps them);
+// The subkey at dwIndex, subkeys sorted by their lower-case names (as Wine keeps them: "_x" comes
+// before "a");
 // ERROR_NO_MORE_ITEMS past the end, ERROR_MORE_DATA when the name does not fit with its zero.
 QN_WIN32_API LSTATUS WINAPI RegEnumKeyW(HKEY hKey, DWORD dwIndex, LPWSTR lpName, DWORD cchName);
 // As RegEnumKeyW with the name's length answered in *lpcchName; class names are empty and the
