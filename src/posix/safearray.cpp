@@ -148,10 +148,11 @@ void ReleaseElements(SAFEARRAY *psa) {
   memset(psa->pvData, 0, count * psa->cbElements);
 }
 
-// The element offset of rgIndices (the caller's order: the first index is the last bound).
+// The element offset of rgIndices, in the caller's order: rgIndices[0] goes with the last bound of
+// the descriptor and varies fastest in memory.
 HRESULT OffsetOf(SAFEARRAY *psa, const LONG *rgIndices, size_t *offset) {
   size_t cell = 0;
-  for (UINT i = 0; i < psa->cDims; ++i) {
+  for (UINT i = psa->cDims; i-- > 0;) {
     const SAFEARRAYBOUND &b = psa->rgsabound[psa->cDims - 1 - i];
     int64_t rel = int64_t{rgIndices[i]} - b.lLbound;
     if (rel < 0 || rel >= int64_t{b.cElements}) return DISP_E_BADINDEX;

@@ -12,13 +12,25 @@
 // VariantChangeType(Ex): the subset converts among VT_EMPTY, VT_NULL, VT_I2, VT_I4, VT_R4, VT_R8,
 // VT_BOOL, VT_BSTR, VT_ERROR, VT_UI1, VT_I1, VT_UI2, VT_UI4, VT_I8, VT_UI8, VT_INT, VT_UINT, VT_CY,
 // VT_DATE (as a number), VT_UNKNOWN and VT_DISPATCH, and their VT_BYREF sources, in the en-US locale
-// whatever the LCID: doubles round to integers half to even ("2.5" gives 2), true is -1 and reads
-// "True", numbers print as Windows prints them (up to 15 significant digits for VT_R8, 7 for
-// VT_R4), and texts parse with leading and trailing blanks, a sign, a decimal point and an exponent.
-// An object converts through its value (IDispatch::Invoke of DISPID_VALUE with DISPATCH_PROPERTYGET)
-// unless VARIANT_NOVALUEPROP is given. Limits: texts with thousands separators, currency signs,
-// hexadecimal ("&H") or date forms are DISP_E_TYPEMISMATCH; VT_DATE never prints or parses as a date;
-// VT_DECIMAL, VT_RECORD and arrays are DISP_E_BADVARTYPE or DISP_E_TYPEMISMATCH.
+// whatever the LCID, with the results Windows gives (checked pair by pair against Wine):
+// - anything but VT_NULL and VT_ERROR becomes VT_EMPTY or VT_NULL; VT_NULL and VT_ERROR convert to
+//   nothing else, and nothing converts to VT_ERROR;
+// - doubles round to integers half to even ("2.5" and 2.5 give 2), out of range is DISP_E_OVERFLOW;
+// - true is -1 (all ones in an unsigned type) and prints "-1", or "True" with VARIANT_ALPHABOOL;
+//   "True", "False", "#TRUE#", "#FALSE#" (any case, no blanks) and numbers read as booleans;
+// - reals print with 15 (VT_R8) or 7 (VT_R4) significant digits, in exponent form ("1E-05",
+//   "1.23456789012346E+15") below 1e-4 or past those digits;
+// - texts read with blanks around them, a sign ('+', '-', parentheses, or '-' behind), '$',
+//   thousands separators, a decimal point, an exponent, or "&H"/"&O" digits; "" is a mismatch;
+// - an object converts through its value (IDispatch::Invoke of DISPID_VALUE with
+//   DISPATCH_PROPERTYGET; a failed Invoke is DISP_E_TYPEMISMATCH) unless VARIANT_NOVALUEPROP is given;
+//   a NULL object is DISP_E_BADVARTYPE except to VT_EMPTY, VT_NULL and VT_DISPATCH.
+// Limits: an object whose value is an object is followed 16 deep at most, then DISP_E_TYPEMISMATCH
+// (Windows follows an object whose value is itself until its stack runs out); VT_DATE never prints
+// or parses as a date (to VT_BSTR it is DISP_E_TYPEMISMATCH); texts become VT_I8/VT_UI8 through a
+// double (exact to 2^53); VT_DECIMAL, VT_RECORD and arrays do not convert (DISP_E_TYPEMISMATCH or
+// DISP_E_BADVARTYPE). VT_RECORD values are never cleared or copied: the subset treats the type as
+// invalid (DISP_E_BADVARTYPE) in VariantClear and VariantCopy.
 #pragma once
 
 #include "qnutil/posix/oaidl.h"
