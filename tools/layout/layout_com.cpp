@@ -20,7 +20,9 @@ QN_LAYOUT_GROUP(Com) {
   OFFSET(STATSTG, grfStateBits);
   OFFSET(STATSTG, reserved);
 
-  VIRTUAL_SLOT(IUnknown, QueryInterface);
+  // Windows' IUnknown also has a template QueryInterface: name the virtual one by its type.
+  Line("slot.IUnknown.QueryInterface",
+       VirtualSlot(static_cast<HRESULT (STDMETHODCALLTYPE IUnknown::*)(REFIID, void **)>(&IUnknown::QueryInterface)));
   VIRTUAL_SLOT(IUnknown, AddRef);
   VIRTUAL_SLOT(IUnknown, Release);
   VIRTUAL_SLOT(ISequentialStream, Read);
