@@ -47,8 +47,8 @@ QNUTIL_API HRESULT GetDispValueProp(IDispatch *pdisp, VARIANT *pvarResult);
 QNUTIL_API bool IsVariantEmpty(const VARIANT *pvar);
 
 // Turns a VARIANT into a new block of bytes, owned by the caller and released with _operator_delete.
-// Sources (VT_BYREF forms included; a VT_DISPATCH object is read for its value first, failures: E_FAIL
-// for the read, then GetDispValueProp's):
+// A VT_DISPATCH source is replaced by its value as GetDispValueProp reads it, and that call's failure
+// is answered (E_INVALIDARG for a NULL object, E_FAIL for a failed read). Sources, by reference too:
 // - VT_BSTR, a comma-separated list of decimal numbers: one byte per field (1 + the commas), the low 8
 //   bits of each number (300 gives 44; a number too large for 32 bits gives 255), an empty field
 //   gives 0, blanks before a field are skipped and text after the last number is ignored. A field that
