@@ -285,6 +285,7 @@ TEST(VariantBytes, TextListsOfNumbers) {
   }
   Var nullText;
   V_VT(&nullText) = VT_BSTR;
+  V_BSTR(&nullText) = nullptr;
   EXPECT_EQ(Load(nullText.v).hr, E_INVALIDARG);
   EXPECT_EQ(Load(I4(4)).hr, E_INVALIDARG);
 }
