@@ -88,8 +88,8 @@ extern "C" HRESULT WINAPI VariantClear(VARIANTARG *pvarg) {
   if (FAILED(hr)) return hr;
   if (!(pvarg->vt & VT_BYREF)) {
     if (pvarg->vt & VT_ARRAY) {
+      // A locked array stays with whoever locked it; the variant lets go of it all the same.
       hr = SafeArrayDestroy(pvarg->parray);
-      if (FAILED(hr)) return hr;
     } else if (pvarg->vt == VT_BSTR) {
       SysFreeString(pvarg->bstrVal);
     } else if (pvarg->vt == VT_DISPATCH || pvarg->vt == VT_UNKNOWN) {
@@ -97,7 +97,7 @@ extern "C" HRESULT WINAPI VariantClear(VARIANTARG *pvarg) {
     }
   }
   pvarg->vt = VT_EMPTY;
-  return S_OK;
+  return hr;
 }
 
 namespace {

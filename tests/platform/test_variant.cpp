@@ -30,14 +30,16 @@ TEST(Variant, ClearReleasesWhatItOwns) {
   EXPECT_EQ(VariantClear(&v), DISP_E_BADVARTYPE);
   EXPECT_EQ(v.vt, 0x7f);
 
-  // A locked array stays, and so does the variant.
+  // A locked array stays (the variant is emptied all the same).
+  SAFEARRAY *locked = SafeArrayCreateVector(VT_I4, 0, 2);
   v.vt = VT_I4 | VT_ARRAY;
-  v.parray = SafeArrayCreateVector(VT_I4, 0, 2);
-  SafeArrayLock(v.parray);
+  v.parray = locked;
+  SafeArrayLock(locked);
   EXPECT_EQ(VariantClear(&v), DISP_E_ARRAYISLOCKED);
-  EXPECT_EQ(v.vt, VT_I4 | VT_ARRAY);
-  SafeArrayUnlock(v.parray);
-  EXPECT_EQ(VariantClear(&v), S_OK);
+  EXPECT_EQ(v.vt, VT_EMPTY);
+  EXPECT_EQ(locked->cLocks, 1u);
+  SafeArrayUnlock(locked);
+  EXPECT_EQ(SafeArrayDestroy(locked), S_OK);
 }
 
 TEST(Variant, CopyDuplicatesAndCounts) {

@@ -102,7 +102,7 @@ QN_WIN32_API HRESULT WINAPI SafeArrayCopy(SAFEARRAY *psa, SAFEARRAY **ppsaOut);
 QN_WIN32_API void WINAPI VariantInit(VARIANTARG *pvarg);
 // Frees what pvarg owns (a BSTR, an interface reference, an array, a VARIANT array element) and
 // leaves it VT_EMPTY. DISP_E_BADVARTYPE (pvarg untouched) for an unknown type; DISP_E_ARRAYISLOCKED
-// for an owned array that is locked.
+// for an owned array that is locked (the array is left alone, the variant is VT_EMPTY all the same).
 QN_WIN32_API HRESULT WINAPI VariantClear(VARIANTARG *pvarg);
 // (The sources are not const, as in the system headers.)
 // Clears pvargDest, then copies pvargSrc into it: BSTRs and arrays duplicated, interfaces AddRef'd,
