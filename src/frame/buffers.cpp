@@ -1,6 +1,8 @@
 // CBuf and CTextBuf: growable buffers in committed virtual memory.
 #include "qnutil/buffers.h"
 
+#include "qnutil/filesys.h"
+
 #include <string.h>
 
 #include "qnutil/utf16.h"
@@ -89,7 +91,7 @@ HRESULT CBuf::Append(const BYTE *pb, DWORD cb) {
 
 HRESULT CBuf::DumpFile(const unsigned short *pwszPath) const {
   // Created or truncated, write access only, no sharing.
-  HANDLE h = CreateFileW(qn::AsW(pwszPath), GENERIC_WRITE, 0, NULL, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, NULL);
+  HANDLE h = CreateFileStgm(pwszPath, STGM_CREATE | STGM_WRITE);
   if (h == INVALID_HANDLE_VALUE) return E_INVALIDARG;
   HRESULT hr = S_OK;
   DWORD cbWritten = 0;
