@@ -4,6 +4,7 @@
 #include <string.h>
 
 #include "qnutil/posix/windows.h"
+#include "internal/variant.h"
 
 namespace {
 
@@ -13,40 +14,19 @@ constexpr size_t kHeader = 16;
 // Windows keeps the lock count to 16 bits.
 constexpr ULONG kMaxLocks = 0xFFFF;
 
+// The scalar sizes are the VARIANT services' own; an array also holds pointer-wide integers,
+// decimals and whole VARIANTs.
 ULONG ElementSize(VARTYPE vt) {
   switch (vt) {
-    case VT_I1:
-    case VT_UI1:
-      return 1;
-    case VT_I2:
-    case VT_UI2:
-    case VT_BOOL:
-      return 2;
-    case VT_I4:
-    case VT_UI4:
-    case VT_R4:
-    case VT_ERROR:
-    case VT_INT:
-    case VT_UINT:
-      return 4;
-    case VT_R8:
-    case VT_CY:
-    case VT_DATE:
-    case VT_I8:
-    case VT_UI8:
-      return 8;
     case VT_INT_PTR:
     case VT_UINT_PTR:
-    case VT_BSTR:
-    case VT_DISPATCH:
-    case VT_UNKNOWN:
       return sizeof(void *);
     case VT_DECIMAL:
       return sizeof(DECIMAL);
     case VT_VARIANT:
       return sizeof(VARIANT);
     default:
-      return 0;
+      return static_cast<ULONG>(qnposix::ValueSize(vt));
   }
 }
 
