@@ -34,6 +34,16 @@ void Iid(const char *name, const IID &iid) {
 }  // namespace
 
 #define SLOT(I, m) Slot(#I "::" #m, &I::m)
+// The byte offset in a VARIANT of what an accessor names, and its size.
+#define ACCESSOR_AT(name, expr)                                                                  \
+  do {                                                                                           \
+    VARIANT v_{};                                                                                \
+    Line("accessor." name ".offset",                                                             \
+         reinterpret_cast<const char *>(&(expr)) - reinterpret_cast<const char *>(&v_));         \
+    Line("accessor." name ".size", sizeof(expr));                                                \
+  } while (0)
+#define ACCESSOR(M) ACCESSOR_AT(#M, M(&v_))
+#define ACCESSOR_OF(M, field) ACCESSOR_AT(#M "." #field, M(&v_, field))
 
 QN_LAYOUT_GROUP(Automation) {
   // Not values: the V_* accessors (member access), BINDPTR's members (pointers of one size).
@@ -334,6 +344,105 @@ QN_LAYOUT_GROUP(Automation) {
   VALUE(VARIANT_ALPHABOOL);
   VALUE(VARIANT_NOUSEROVERRIDE);
   VALUE(VARIANT_LOCALBOOL);
+  VALUE(TYPE_E_BUFFERTOOSMALL);
+  VALUE(TYPE_E_FIELDNOTFOUND);
+  VALUE(TYPE_E_INVDATAREAD);
+  VALUE(TYPE_E_UNSUPFORMAT);
+  VALUE(TYPE_E_REGISTRYACCESS);
+  VALUE(TYPE_E_UNDEFINEDTYPE);
+  VALUE(TYPE_E_QUALIFIEDNAMEDISALLOWED);
+  VALUE(TYPE_E_INVALIDSTATE);
+  VALUE(TYPE_E_WRONGTYPEKIND);
+  VALUE(TYPE_E_AMBIGUOUSNAME);
+  VALUE(TYPE_E_NAMECONFLICT);
+  VALUE(TYPE_E_UNKNOWNLCID);
+  VALUE(TYPE_E_DLLFUNCTIONNOTFOUND);
+  VALUE(TYPE_E_BADMODULEKIND);
+  VALUE(TYPE_E_SIZETOOBIG);
+  VALUE(TYPE_E_DUPLICATEID);
+  VALUE(TYPE_E_INVALIDID);
+  VALUE(TYPE_E_IOERROR);
+  VALUE(TYPE_E_CANTCREATETMPFILE);
+  VALUE(TYPE_E_INCONSISTENTPROPFUNCS);
+  VALUE(TYPE_E_CIRCULARTYPE);
+  VALUE(VARIANT_CALENDAR_HIJRI);
+  VALUE(DECIMAL_NEG);
+  VALUE(LOCALE_NEUTRAL);
+  VALUE(LOCALE_INVARIANT);
+  VALUE(PARAMFLAG_NONE);
+  VALUE(IDLFLAG_NONE);
+  VALUE(IDLFLAG_FIN);
+  VALUE(IDLFLAG_FOUT);
+  VALUE(IDLFLAG_FLCID);
+  VALUE(IDLFLAG_FRETVAL);
+  // The enumerations are four bytes wide in the records that hold them.
+  TYPE(TYPEFLAGS);
+  TYPE(FUNCFLAGS);
+  TYPE(VARFLAGS);
+  TYPE(CALLCONV);
+  TYPE(FUNCKIND);
+  TYPE(INVOKEKIND);
+  TYPE(LIBFLAGS);
+  TYPE(DESCKIND);
+
+  // The V_* accessors: where in a VARIANT each one lands and how wide its target is.
+  ACCESSOR(V_VT);
+  ACCESSOR(V_I1);
+  ACCESSOR(V_I1REF);
+  ACCESSOR(V_UI1);
+  ACCESSOR(V_UI1REF);
+  ACCESSOR(V_I2);
+  ACCESSOR(V_I2REF);
+  ACCESSOR(V_UI2);
+  ACCESSOR(V_UI2REF);
+  ACCESSOR(V_I4);
+  ACCESSOR(V_I4REF);
+  ACCESSOR(V_UI4);
+  ACCESSOR(V_UI4REF);
+  ACCESSOR(V_I8);
+  ACCESSOR(V_I8REF);
+  ACCESSOR(V_UI8);
+  ACCESSOR(V_UI8REF);
+  ACCESSOR(V_INT);
+  ACCESSOR(V_INTREF);
+  ACCESSOR(V_UINT);
+  ACCESSOR(V_UINTREF);
+  ACCESSOR(V_R4);
+  ACCESSOR(V_R4REF);
+  ACCESSOR(V_R8);
+  ACCESSOR(V_R8REF);
+  ACCESSOR(V_CY);
+  ACCESSOR(V_CYREF);
+  ACCESSOR(V_DATE);
+  ACCESSOR(V_DATEREF);
+  ACCESSOR(V_BSTR);
+  ACCESSOR(V_BSTRREF);
+  ACCESSOR(V_DISPATCH);
+  ACCESSOR(V_DISPATCHREF);
+  ACCESSOR(V_ERROR);
+  ACCESSOR(V_ERRORREF);
+  ACCESSOR(V_BOOL);
+  ACCESSOR(V_BOOLREF);
+  ACCESSOR(V_UNKNOWN);
+  ACCESSOR(V_UNKNOWNREF);
+  ACCESSOR(V_VARIANTREF);
+  ACCESSOR(V_ARRAY);
+  ACCESSOR(V_ARRAYREF);
+  ACCESSOR(V_BYREF);
+  ACCESSOR(V_DECIMAL);
+  ACCESSOR(V_DECIMALREF);
+  ACCESSOR(V_RECORD);
+  ACCESSOR(V_RECORDINFO);
+  ACCESSOR_OF(V_UNION, lVal);
+  {
+    VARIANT v{};
+    v.vt = VT_BYREF | VT_ARRAY | VT_I4;
+    Line("V_ISBYREF", V_ISBYREF(&v) != 0);
+    Line("V_ISARRAY", V_ISARRAY(&v) != 0);
+    v.vt = VT_I4;
+    Line("V_ISBYREF.plain", V_ISBYREF(&v) != 0);
+    Line("V_ISARRAY.plain", V_ISARRAY(&v) != 0);
+  }
 
   SLOT(IDispatch, GetTypeInfoCount);
   SLOT(IDispatch, GetTypeInfo);

@@ -3,7 +3,8 @@
 #include "layout.h"
 
 QN_LAYOUT_GROUP(Com) {
-  // Not values: LPUNKNOWN LPSTREAM (pointer types), STDMETHOD and its kin (declaration macros).
+  // Not values: LPUNKNOWN LPSTREAM (pointer types), the declaration macros STDMETHOD STDMETHOD_
+  // STDMETHODIMP STDMETHODIMP_ PURE.
   TYPE(FILETIME);
   OFFSET(FILETIME, dwLowDateTime);
   OFFSET(FILETIME, dwHighDateTime);
@@ -40,6 +41,7 @@ QN_LAYOUT_GROUP(Com) {
   VALUE(STREAM_SEEK_SET);
   VALUE(STREAM_SEEK_CUR);
   VALUE(STREAM_SEEK_END);
+  TYPE(STGC);
   VALUE(STGC_DEFAULT);
   VALUE(STGC_OVERWRITE);
   VALUE(STGC_ONLYIFCURRENT);
