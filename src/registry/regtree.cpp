@@ -16,7 +16,10 @@ HRESULT Fold(LONG error) { return error == ERROR_SUCCESS ? S_OK : HRESULT_FROM_W
 // this key's values are left behind on purpose, without a report.
 void CopyValues(HKEY hkeySource, HKEY hkeyDestination) {
   unsigned short wszName[kCchName];
-  BYTE rgbData[kCbData];
+  // Room for one code unit past the data: the platform reads the unit after counted text to
+  // decide whether to count a terminator, and a full buffer must not send it past the array.
+  BYTE rgbData[kCbData + sizeof(WCHAR)];
+  rgbData[kCbData] = rgbData[kCbData + 1] = 0;
   for (DWORD index = 0;; ++index) {
     DWORD cchName = kCchName;
     DWORD cbData = kCbData;

@@ -46,13 +46,17 @@ class ScratchKey {
   std::u16string m_path;
 };
 
-// Writes one value, creating its key; a failure is a test failure.
+// Writes one value, creating its key; a failure is a test failure. The bytes are followed by a
+// non-zero code unit: Windows reads the unit after counted text to decide whether to count a
+// terminator the caller left out, so the data must not end the caller's memory.
 inline void SetValue(HKEY root, const std::u16string &path, const std::u16string &name, DWORD type,
                      const Bytes &data) {
   HKEY hkey = NULL;
   ASSERT_EQ(RegCreateKeyExW(root, qn::AsW(path.c_str()), 0, NULL, 0, KEY_ALL_ACCESS, NULL, &hkey, NULL),
             ERROR_SUCCESS);
-  EXPECT_EQ(RegSetValueExW(hkey, qn::AsW(name.c_str()), 0, type, data.empty() ? NULL : data.data(),
+  Bytes padded(data);
+  padded.insert(padded.end(), {0xEE, 0xEE});
+  EXPECT_EQ(RegSetValueExW(hkey, qn::AsW(name.c_str()), 0, type, data.empty() ? NULL : padded.data(),
                            static_cast<DWORD>(data.size())),
             ERROR_SUCCESS);
   RegCloseKey(hkey);
