@@ -155,7 +155,8 @@ QN_WIN32_API LSTATUS WINAPI RegQueryValueExW(HKEY hKey, LPCWSTR lpValueName, LPD
                                              LPBYTE lpData, LPDWORD lpcbData);
 // Stores cbData bytes of type dwType as the value (replacing one of the same name, which keeps the
 // name as first written). As Windows does, a string type (REG_SZ, REG_EXPAND_SZ, REG_MULTI_SZ)
-// whose counted data does not end in a zero but is followed by one gets that zero counted too.
+// whose counted data does not end in a zero but is followed by one gets that zero counted too:
+// the code unit after such data is read, so the caller's memory must reach that far.
 // lpData NULL with cbData > 0 answers ERROR_NOACCESS.
 QN_WIN32_API LSTATUS WINAPI RegSetValueExW(HKEY hKey, LPCWSTR lpValueName, DWORD Reserved, DWORD dwType,
                                            const BYTE *lpData, DWORD cbData);
