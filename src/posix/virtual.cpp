@@ -15,6 +15,8 @@
 // guards; PAGE_NOCACHE and PAGE_WRITECOMBINE are recorded and otherwise ignored. PAGE_EXECUTE
 // pages are readable, as on x86 Windows. MEM_RESET is accepted for reserved memory and leaves the
 // contents as they are (Windows may or may not discard them). MEM_TOP_DOWN is accepted and ignored.
+// Reservations of 2 MiB or more start on a 2 MiB boundary (a multiple of 64 KiB, as Windows
+// promises) and are advised for transparent huge pages.
 #include <errno.h>
 #include <sys/mman.h>
 #include <unistd.h>
