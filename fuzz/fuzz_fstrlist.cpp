@@ -21,23 +21,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   for (const unsigned short *p = text.Get(); *p != 0; ++p) separators += (separator != 0 && *p == separator);
   QN_FUZZ_CHECK(list.Count() <= separators + 1);
 
-  const std::vector<unsigned short> units = text.Units();
-  size_t from = 0;
-  DWORD count = 0;
-  const CFstrNode *prev = nullptr;
-  for (const CFstrNode *node = list.Head(); node != nullptr; prev = node, node = node->m_pNext, ++count) {
-    QN_FUZZ_CHECK(node->m_pPrev == prev);
-    const unsigned short *item = node->m_fstr;
-    QN_FUZZ_CHECK(item != nullptr);
-    const size_t len = static_cast<size_t>(node->m_fstr.Length());
+  qnfuzz::CheckChainInText(list, text.Units(), [&](const unsigned short *item, size_t len) {
     QN_FUZZ_CHECK(len == 0 || !IsBlank(item[0]));
     for (size_t i = 0; i < len; ++i) QN_FUZZ_CHECK(separator == 0 || item[i] != separator);
-    auto at = std::search(units.begin() + from, units.end(), item, item + len);
-    QN_FUZZ_CHECK(at != units.end() || len == 0);
-    from = static_cast<size_t>(at - units.begin()) + len;
-    if (from > units.size()) from = units.size();
-  }
-  QN_FUZZ_CHECK(list.Tail() == prev && list.Count() == count);
+  });
 
   CFstrList copy(list);
   const CFstrNode *a = list.Head();

@@ -11,19 +11,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   const HRESULT hr = list.FromString(text.Get());
   QN_FUZZ_CHECK(hr == S_OK || hr == E_INVALIDARG);
 
-  const std::vector<unsigned short> units = text.Units();
-  size_t from = 0;
-  DWORD count = 0;
-  const CFstrNode *prev = nullptr;
-  for (const CFstrNode *node = list.Head(); node != nullptr; prev = node, node = node->m_pNext, ++count) {
-    QN_FUZZ_CHECK(node->m_pPrev == prev);
-    const unsigned short *item = node->m_fstr;
-    QN_FUZZ_CHECK(item != nullptr && node->m_fstr.Length() == 38);
-    auto at = std::search(units.begin() + from, units.end(), item, item + 38);
-    QN_FUZZ_CHECK(at != units.end());
-    from = static_cast<size_t>(at - units.begin()) + 38;
-  }
-  QN_FUZZ_CHECK(list.Tail() == prev && list.Count() == count);
-  QN_FUZZ_CHECK(count <= units.size() / 38);
+  const size_t count = qnfuzz::CheckChainInText(
+      list, text.Units(), [](const unsigned short *, size_t len) { QN_FUZZ_CHECK(len == 38); });
+  QN_FUZZ_CHECK(count <= text.Length() / 38);
   return 0;
 }

@@ -107,4 +107,25 @@ class OutBuffer {
   std::unique_ptr<T[]> m_p;
 };
 
+// Walks a list's chain and stops the run unless it is linked both ways, its tail and count agree
+// with the walk, and every item occurs in the text after the previous one (an empty item may stand
+// anywhere). itemCheck(item, length) adds the target's own conditions. Answers the count.
+template <class List, class ItemCheck>
+size_t CheckChainInText(const List &list, const std::vector<unsigned short> &units, ItemCheck itemCheck) {
+  size_t from = 0, count = 0;
+  decltype(list.Head()) prev = nullptr;
+  for (auto node = list.Head(); node != nullptr; prev = node, node = node->m_pNext, ++count) {
+    QN_FUZZ_CHECK(node->m_pPrev == prev);
+    const unsigned short *item = node->m_fstr;
+    QN_FUZZ_CHECK(item != nullptr);
+    const size_t len = static_cast<size_t>(node->m_fstr.Length());
+    itemCheck(item, len);
+    auto at = std::search(units.begin() + from, units.end(), item, item + len);
+    QN_FUZZ_CHECK(at != units.end() || len == 0);
+    from = std::min(units.size(), static_cast<size_t>(at - units.begin()) + len);
+  }
+  QN_FUZZ_CHECK(list.Tail() == prev && list.Count() == count);
+  return count;
+}
+
 }  // namespace qnfuzz

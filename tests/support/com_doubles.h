@@ -3,13 +3,12 @@
 // is released on every path, failures included.
 #pragma once
 
+#include "counted.h"
 #include "qnutil/win32.h"
 
 namespace qntest {
 
-// Lives on the test's stack: the count starts at 1 (the test's own reference) and the object is never
-// deleted through Release, so a test checks Refs() == 1 at its end.
-class CountingDispatch : public IDispatch {
+class CountingDispatch : public Counted<IDispatch> {
  public:
   CountingDispatch() { VariantInit(&value_); }
   // Takes a copy of v as the object's value.
@@ -18,24 +17,11 @@ class CountingDispatch : public IDispatch {
   CountingDispatch(const CountingDispatch &) = delete;
   CountingDispatch &operator=(const CountingDispatch &) = delete;
 
-  ULONG Refs() const { return refs_; }
   int Invokes() const { return invokes_; }
   VARIANT &Value() { return value_; }
   // The HRESULT that Invoke answers instead of the value (S_OK: the value).
   void FailInvokeWith(HRESULT hr) { invoke_failure_ = hr; }
 
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void **ppv) override {
-    if (!ppv) return E_POINTER;
-    if (IsEqualIID(riid, IID_IUnknown) || IsEqualIID(riid, IID_IDispatch)) {
-      *ppv = static_cast<IDispatch *>(this);
-      AddRef();
-      return S_OK;
-    }
-    *ppv = nullptr;
-    return E_NOINTERFACE;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override { return ++refs_; }
-  ULONG STDMETHODCALLTYPE Release() override { return --refs_; }
 
   HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT *pctinfo) override {
     if (pctinfo) *pctinfo = 0;
@@ -58,7 +44,8 @@ class CountingDispatch : public IDispatch {
   }
 
  private:
-  ULONG refs_ = 1;
+  const IID &Iid() const override { return IID_IDispatch; }
+
   int invokes_ = 0;
   HRESULT invoke_failure_ = S_OK;
   VARIANT value_;

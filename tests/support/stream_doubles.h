@@ -9,22 +9,20 @@
 #include <string>
 #include <vector>
 
+#include "counted.h"
 #include "qnutil/utf16.h"
 #include "qnutil/win32.h"
 
 namespace qntest {
 
-// Lives on the test's stack: the count starts at 1 (the test's own reference) and the object is
-// never deleted through Release, so a test checks Refs() == 1 at its end. Write appends at the
-// position, Read reads from it, Seek moves it.
-class CountingStream : public IStream {
+// Write appends at the position, Read reads from it, Seek moves it.
+class CountingStream : public Counted<IStream> {
  public:
   CountingStream() = default;
   virtual ~CountingStream() = default;
   CountingStream(const CountingStream &) = delete;
   CountingStream &operator=(const CountingStream &) = delete;
 
-  ULONG Refs() const { return refs_; }
   int Writes() const { return writes_; }
   int Seeks() const { return seeks_; }
   // Byte counts of the writes, in order.
@@ -34,18 +32,6 @@ class CountingStream : public IStream {
   const std::vector<size_t> &SizesAtSeek() const { return sizesAtSeek_; }
   void FailWritesWith(HRESULT hr) { writeFailure_ = hr; }
 
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void **ppv) override {
-    if (!ppv) return E_POINTER;
-    if (IsEqualIID(riid, IID_IUnknown) || IsEqualIID(riid, IID_IStream)) {
-      *ppv = static_cast<IStream *>(this);
-      AddRef();
-      return S_OK;
-    }
-    *ppv = nullptr;
-    return E_NOINTERFACE;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override { return ++refs_; }
-  ULONG STDMETHODCALLTYPE Release() override { return --refs_; }
 
   HRESULT STDMETHODCALLTYPE Read(void *pv, ULONG cb, ULONG *pcbRead) override {
     const size_t n = pos_ < data_.size() ? std::min<size_t>(cb, data_.size() - pos_) : 0;
@@ -86,7 +72,8 @@ class CountingStream : public IStream {
   HRESULT STDMETHODCALLTYPE Clone(IStream **) override { return E_NOTIMPL; }
 
  private:
-  ULONG refs_ = 1;
+  const IID &Iid() const override { return IID_IStream; }
+
   int writes_ = 0;
   int seeks_ = 0;
   size_t pos_ = 0;

@@ -8,32 +8,10 @@
 #include <utility>
 #include <vector>
 
+#include "counted.h"
 #include "qnutil/win32.h"
 
 namespace qntest {
-
-template <class I>
-class Counted : public I {
- public:
-  ULONG Refs() const { return refs_; }
-  ULONG STDMETHODCALLTYPE AddRef() override { return ++refs_; }
-  ULONG STDMETHODCALLTYPE Release() override { return --refs_; }
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void **ppv) override {
-    if (IsEqualIID(riid, IID_IUnknown) || IsEqualIID(riid, Iid())) {
-      *ppv = this;
-      AddRef();
-      return S_OK;
-    }
-    *ppv = nullptr;
-    return E_NOINTERFACE;
-  }
-
- protected:
-  virtual const IID &Iid() const = 0;
-
- private:
-  ULONG refs_ = 1;
-};
 
 // The type information of a class (or of an interface: no implemented interfaces).
 class TypeInfoDouble : public Counted<ITypeInfo> {
